@@ -1,0 +1,93 @@
+# The project's kinds of targets. Everything that a target needs is set on the target itself.
+
+# Compile settings common to all code of the project.
+function(kova_compile_settings target)
+    target_include_directories(${target} PUBLIC ${CMAKE_SOURCE_DIR})
+    target_compile_options(${target} PRIVATE -Wall -Wextra)
+    if(KOVA_WERROR)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    if(KOVA_DCHECK)
+        target_compile_definitions(${target} PRIVATE KOVA_DCHECK_ENABLED=1)
+    endif()
+    if(KOVA_SANITIZE)
+        target_compile_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE} -fno-omit-frame-pointer)
+        target_link_options(${target} PRIVATE -fsanitize=${KOVA_SANITIZE})
+    endif()
+endfunction()
+
+# kova_add_static(NAME SOURCES... ): a static library of the project.
+function(kova_add_static name)
+    add_library(${name} STATIC ${ARGN})
+    kova_compile_settings(${name})
+endfunction()
+
+# kova_add_layer(NAME SOURCES... ): a layer of camera/, as the static library kova_<name>. Floating
+# point is never contracted, so that every SIMD target of a kernel computes the same bits.
+function(kova_add_layer name)
+    kova_add_static(kova_${name} ${ARGN})
+    target_compile_options(kova_${name} PRIVATE -ffp-contract=off)
+    target_link_libraries(kova_${name} PUBLIC kova_sdk)
+endfunction()
+
+# kova_add_shared(NAME SOURCES... ): one of the three shared libraries behind sdk/.
+function(kova_add_shared name)
+    add_library(${name} SHARED ${ARGN})
+    kova_compile_settings(${name})
+    target_compile_definitions(${name} PRIVATE KOVA_SDK_BUILD)
+    target_compile_options(${name} PRIVATE -ffp-contract=off)
+    target_link_options(${name} PRIVATE -Wl,--no-undefined)
+    if(KOVA_SANITIZE)
+        # The sanitizers' run time comes with the executable.
+        target_link_options(${name} PRIVATE -Wl,-z,undefs)
+    endif()
+    set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
+endfunction()
+
+# Executables choose what stands behind sdk/ and OpenGL: the real libraries ...
+function(kova_link_real target)
+    target_link_libraries(${target} PRIVATE libkova_stereocamera64 libkova_cudafunctions64
+                                            libkova_utils64 GLEW::GLEW OpenGL::GL)
+endfunction()
+
+# kova_add_test(NAME folder/file SRCS ... LIBS ... LABELS ... [REAL] [XVFB] [QT] [TIMEOUT s]
+#               [ENVIRONMENT VAR=value ...])
+# One test executable, one CTest entry. REAL links the real libraries behind sdk/ and OpenGL,
+# XVFB runs it under its own virtual screen, QT gives it a main with a QApplication (offscreen
+# unless XVFB is given).
+function(kova_add_test)
+    cmake_parse_arguments(arg "REAL;XVFB;QT" "NAME;TIMEOUT" "SRCS;LIBS;LABELS;ENVIRONMENT" ${ARGN})
+    string(REPLACE "/" "_" target "${arg_NAME}_test")
+    add_executable(${target} ${arg_SRCS})
+    kova_compile_settings(${target})
+    set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    target_link_libraries(${target} PRIVATE ${arg_LIBS})
+    if(arg_QT)
+        target_link_libraries(${target} PRIVATE kova_qt_test_main)
+    else()
+        target_link_libraries(${target} PRIVATE kova_test_main)
+    endif()
+    if(arg_REAL)
+        kova_link_real(${target})
+    endif()
+    set(command $<TARGET_FILE:${target}>)
+    if(arg_XVFB)
+        set(command ${CMAKE_SOURCE_DIR}/scripts/with-xvfb ${command})
+    endif()
+    add_test(NAME ${arg_NAME} COMMAND ${command})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 60)
+    endif()
+    if(KOVA_SANITIZE MATCHES "thread")
+        math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 15")
+    elseif(KOVA_SANITIZE)
+        math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 4")
+    endif()
+    set(environment LC_ALL=C.UTF-8 QT_STYLE_OVERRIDE=Fusion QT_SCALE_FACTOR=1 QT_FONT_DPI=96
+                    LIBGL_ALWAYS_SOFTWARE=1 ${arg_ENVIRONMENT})
+    if(NOT arg_XVFB)
+        list(APPEND environment QT_QPA_PLATFORM=offscreen)
+    endif()
+    set_tests_properties(${arg_NAME} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
+                         ENVIRONMENT "${environment}")
+endfunction()
