@@ -1,11 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QFont>
 
+#include "app/application.h"
+
 int main(int argc, char** argv) {
-    QApplication application(argc, argv);
+    kova::app::Application application(argc, argv);
     // What pictures depend on is pinned: font, animations, the blinking cursor.
     QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
     QApplication::setEffectEnabled(Qt::UI_AnimateMenu, false);
