@@ -1,0 +1,31 @@
+# Sourced by the other scripts: where they run and what they share.
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+# Real stereo data for further tests, where it lies beside the checkout.
+if [ -z "${KOVA_TEST_DATA:-}" ] && [ -d "$root/../shared/data" ]; then
+    KOVA_TEST_DATA=$(cd "$root/../shared/data" && pwd)
+    export KOVA_TEST_DATA
+fi
+
+# Configures a preset once; Ninja notices later changes by itself.
+configure() {
+    [ -f "build/$1/build.ninja" ] || cmake --preset "$1" "${@:2}"
+}
+
+# build PRESET [TARGET ...]
+build() {
+    local preset=$1
+    shift
+    configure "$preset"
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}
+
+# Says how long a step took: step "NAME" COMMAND [ARGUMENT ...]
+step() {
+    local name=$1 begin=$SECONDS status=0
+    shift
+    echo "=== $name"
+    "$@" || status=$?
+    echo "=== $name: $((SECONDS - begin)) s$([ $status -eq 0 ] || echo ", FAILED ($status)")"
+    return $status
+}
