@@ -13,6 +13,13 @@ cv::Mat cameraMatrix(const CameraIntrinsics& c) {
     return (cv::Mat_<double>(3, 3) << c.fx, 0, c.cx, 0, c.fy, c.cy, 0, 0, 1);
 }
 
+/// One row; zeros for no distortion, since other readers expect the matrix.
+cv::Mat distortionMatrix(const CameraIntrinsics& c) {
+    if (c.distortion.empty())
+        return cv::Mat::zeros(1, c.lens == LensModel::kEquidistant ? 4 : 5, CV_64F);
+    return cv::Mat(c.distortion, true).reshape(1, 1);
+}
+
 void setCameraMatrix(CameraIntrinsics& c, const cv::Mat& m) {
     c.fx = m.at<double>(0, 0);
     c.fy = m.at<double>(1, 1);
@@ -98,10 +105,8 @@ std::string toYaml(const StereoCalibration& c) {
     cv::FileStorage storage(
         ".yml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY | cv::FileStorage::FORMAT_YAML);
     storage << "image_width" << c.width << "image_height" << c.height;
-    storage << "M1" << cameraMatrix(c.left) << "D1"
-            << cv::Mat(c.left.distortion, true).reshape(1, 1);
-    storage << "M2" << cameraMatrix(c.right) << "D2"
-            << cv::Mat(c.right.distortion, true).reshape(1, 1);
+    storage << "M1" << cameraMatrix(c.left) << "D1" << distortionMatrix(c.left);
+    storage << "M2" << cameraMatrix(c.right) << "D2" << distortionMatrix(c.right);
     storage << "R" << cv::Mat(3, 3, CV_64F, const_cast<double*>(c.right_from_left.data()));
     storage << "T" << cv::Mat(3, 1, CV_64F, const_cast<double*>(c.translation_mm.data()));
     storage << "lens_model"
