@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+
+#include "camera/base/image.h"
+
+namespace kova::camera::sgm {
+
+/// What the costs are made from, for one eye: its grey picture and the census of 5x5 pixels as three
+/// byte planes (bit n of plane n / 8 tells whether the n-th neighbour is darker). Rows continue
+/// beyond both sides with the value at the border, so that vectors may be read there.
+class EyePlanes {
+public:
+    static constexpr int kCensusPlanes = 3;
+
+    /// @param reach  pixels that must be readable left of the picture; right of it there are
+    ///               kRightReach beyond the next multiple of 64
+    void resize(int width, int height, int reach);
+    static constexpr int kRightReach = 128;
+
+    int width() const { return width_; }
+    int height() const { return height_; }
+
+    /// Copies rows [begin, end) of the picture.
+    void copyGrey(const ImageView<const std::uint8_t>& picture, int begin, int end);
+    /// Computes the census of rows [begin, end), once all rows are copied.
+    void computeCensus(int begin, int end);
+
+    /// Pixel 0 of a row; rows outside of the picture are the nearest one inside.
+    const std::uint8_t* grey(int y) const { return pixel(grey_, y); }
+    const std::uint8_t* census(int plane, int y) const { return pixel(census_[plane], y); }
+
+private:
+    const std::uint8_t* pixel(const Image<std::uint8_t>& plane, int y) const {
+        return plane.row(y < 0 ? 0 : y < height_ ? y : height_ - 1) + left_;
+    }
+
+    int width_ = 0, height_ = 0, left_ = 0;
+    Image<std::uint8_t> grey_;
+    std::array<Image<std::uint8_t>, kCensusPlanes> census_;
+};
+
+}  // namespace kova::camera::sgm

@@ -1,0 +1,492 @@
+#include "camera/matching/sgm.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "camera/matching/sgm.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+#include "hwy/highway.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kova::camera::sgm {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+// A line of kCell bytes is one vector with AVX-512, two with AVX2, four elsewhere.
+using Tag = hn::CappedTag<std::uint8_t, kCell>;
+using Vector = hn::Vec<Tag>;
+using Tag16 = hn::CappedTag<std::uint8_t, 16>;
+constexpr Tag d8;
+constexpr int kRowsAround = kCell + 2 * kHaloRows;
+
+int lanes() {
+    return static_cast<int>(hn::Lanes(d8));
+}
+
+struct Band {
+    const EyePlanes& left;
+    const EyePlanes& right;
+    const Search& search;
+    const LevelRange* ranges;  ///< of this band's cells
+    BandMemory& memory;
+    Winners& winners;
+    int y0;
+};
+
+// ---- Costs -----------------------------------------------------------------------------------
+
+template <class D>
+HWY_INLINE hn::Vec<D> hamming(D d, const std::uint8_t* const* l, const std::uint8_t* const* r,
+                              std::ptrdiff_t shift) {
+    const auto a = hn::Xor(hn::LoadU(d, l[0]), hn::LoadU(d, r[0] - shift));
+    const auto b = hn::Xor(hn::LoadU(d, l[1]), hn::LoadU(d, r[1] - shift));
+    const auto c = hn::Xor(hn::LoadU(d, l[2]), hn::LoadU(d, r[2] - shift));
+    return hn::Add(hn::Add(hn::PopulationCount(a), hn::PopulationCount(b)),
+                   hn::PopulationCount(c));
+}
+
+/// Hamming distances of a row, summed over three columns, for the 64 pixels from x0.
+void boxRow(const Band& band, int x0, int y, const LevelRange& range, std::uint8_t* out) {
+    const std::uint8_t *l[3], *r[3];
+    std::uint8_t* raw = band.memory.raw;
+    const int first = band.search.min_disparity + range.begin;
+    for (int x = 0; x < kCell; x += lanes()) {
+        for (int k = 0; k < 3; ++k) {
+            l[k] = band.left.census(k, y) + x0 - 1 + x;
+            r[k] = band.right.census(k, y) + x0 - 1 + x;
+        }
+        for (int k = 0; k < range.size(); ++k)
+            hn::StoreU(hamming(d8, l, r, first + k), d8, raw + k * BandMemory::kRawStride + x);
+    }
+    const Tag16 d16;
+    for (int k = 0; k < 3; ++k) {
+        l[k] = band.left.census(k, y) + x0 - 1 + kCell;
+        r[k] = band.right.census(k, y) + x0 - 1 + kCell;
+    }
+    for (int k = 0; k < range.size(); ++k) {
+        std::uint8_t* out_raw = raw + k * BandMemory::kRawStride + kCell;
+        for (std::size_t x = 0; x < 2; x += hn::Lanes(d16)) {
+            const std::uint8_t* lx[3] = {l[0] + x, l[1] + x, l[2] + x};
+            const std::uint8_t* rx[3] = {r[0] + x, r[1] + x, r[2] + x};
+            hn::StoreU(hamming(d16, lx, rx, first + k), d16, out_raw + x);
+        }
+    }
+    for (int k = 0; k < range.size(); ++k) {
+        const std::uint8_t* from = raw + k * BandMemory::kRawStride;
+        for (int x = 0; x < kCell; x += lanes()) {
+            const Vector sum = hn::Add(hn::Add(hn::LoadU(d8, from + x), hn::LoadU(d8, from + x + 1)),
+                                       hn::LoadU(d8, from + x + 2));
+            hn::Store(sum, d8, out + k * kCell + x);
+        }
+    }
+}
+
+/// Costs of the rows [begin, end) around a cell into memory.rows, whose first row is
+/// y0 - kHaloRows; the grey values follow the levels.
+void costRows(const Band& band, int x0, const LevelRange& range, int begin, int end) {
+    const std::size_t stride = BandMemory::pixelStride(range.size());
+    std::uint8_t* const* boxed = band.memory.boxed;
+    boxRow(band, x0, begin - 1, range, boxed[(begin + 2) % 3]);
+    boxRow(band, x0, begin, range, boxed[begin % 3]);
+    for (int y = begin; y < end; ++y) {
+        boxRow(band, x0, y + 1, range, boxed[(y + 1) % 3]);
+        std::uint8_t* out =
+            band.memory.rows + static_cast<std::size_t>(y - band.y0 + kHaloRows) * stride;
+        const std::size_t bytes = static_cast<std::size_t>(range.size()) * kCell;
+        for (std::size_t i = 0; i < bytes; i += static_cast<std::size_t>(lanes())) {
+            const Vector sum = hn::Add(hn::Add(hn::Load(d8, boxed[0] + i), hn::Load(d8, boxed[1] + i)),
+                                       hn::Load(d8, boxed[2] + i));
+            hn::Store(hn::ShiftRight<3>(sum), d8, out + i);
+        }
+        std::memcpy(out + bytes, band.left.grey(y) + x0, kCell);
+    }
+}
+
+// ---- Transposing -----------------------------------------------------------------------------
+
+#if HWY_TARGET == HWY_SCALAR
+/// Transposes 64x64 bytes.
+void transpose(const std::uint8_t* from, std::size_t from_stride, std::uint8_t* to,
+               std::size_t to_stride) {
+    for (std::size_t row = 0; row < kCell; ++row)
+        for (std::size_t column = 0; column < kCell; ++column)
+            to[column * to_stride + row] = from[row * from_stride + column];
+}
+#else
+/// Stores the 16-byte blocks of a vector `stride` bytes apart.
+template <class D>
+HWY_INLINE void storeBlocks(D d, hn::Vec<D> v, std::uint8_t* to, std::size_t stride) {
+    if constexpr (hn::MaxLanes(D()) > 16) {
+        const hn::Half<D> half;
+        storeBlocks(half, hn::LowerHalf(half, v), to, stride);
+        storeBlocks(half, hn::UpperHalf(half, v), to + stride * (hn::Lanes(half) / 16), stride);
+    } else {
+        hn::StoreU(v, d, to);
+    }
+}
+
+/// One of four steps that transpose 16x16 bytes, in every block of the vectors.
+HWY_INLINE void interleave(const Vector* in, Vector* out) {
+    for (int i = 0; i < 8; ++i) {
+        out[2 * i] = hn::InterleaveLower(d8, in[i], in[i + 8]);
+        out[2 * i + 1] = hn::InterleaveUpper(d8, in[i], in[i + 8]);
+    }
+}
+
+/// Transposes 64x64 bytes.
+void transpose(const std::uint8_t* from, std::size_t from_stride, std::uint8_t* to,
+               std::size_t to_stride) {
+    for (std::size_t row = 0; row < kCell; row += 16) {
+        for (std::size_t column = 0; column < kCell; column += hn::Lanes(d8)) {
+            Vector a[16], b[16];
+            for (std::size_t i = 0; i < 16; ++i)
+                a[i] = hn::Load(d8, from + (row + i) * from_stride + column);
+            interleave(a, b);
+            interleave(b, a);
+            interleave(a, b);
+            interleave(b, a);
+            for (std::size_t i = 0; i < 16; ++i)
+                storeBlocks(d8, a[i], to + (column + i) * to_stride + row, 16 * to_stride);
+        }
+    }
+}
+#endif
+
+// ---- Paths -----------------------------------------------------------------------------------
+
+enum class Output { kNone, kStore, kAdd };
+
+/// A path whose lanes are the pixels of a line.
+struct Path {
+    std::uint8_t* value;  ///< a line per level; those before the first and after the last hold 255
+    LevelRange range;
+    alignas(64) std::uint8_t least[kCell];
+};
+
+void startPath(Path& path, const LevelRange& range) {
+    const std::size_t bytes = static_cast<std::size_t>(range.size()) * kCell;
+    std::memset(path.value, 0, bytes);
+    std::memset(path.value - kCell, 255, kCell);
+    std::memset(path.value + bytes, 255, kCell);
+    std::memset(path.least, 0, sizeof path.least);
+    path.range = range;
+}
+
+/// Goes on with other levels: those that were not searched before count as 255.
+void changeRange(Path& path, const LevelRange& range) {
+    const LevelRange old = path.range;
+    path.range = range;
+    if (old.begin == range.begin && old.end == range.end)
+        return;
+    const int begin = std::max(old.begin, range.begin), end = std::min(old.end, range.end);
+    if (begin < end)
+        std::memmove(path.value + (begin - range.begin) * kCell,
+                     path.value + (begin - old.begin) * kCell,
+                     static_cast<std::size_t>(end - begin) * kCell);
+    for (int k = range.begin - 1; k <= range.end; ++k)
+        if (k < begin || k >= end)
+            std::memset(path.value + (k - range.begin) * kCell, 255, kCell);
+}
+
+/// The dearer of two steps, by how much the grey value changes.
+HWY_INLINE Vector largeStep(Vector here, Vector before) {
+    const Vector change = hn::Sub(hn::Max(here, before), hn::Min(here, before));
+    return hn::IfThenElse(hn::Gt(change, hn::Set(d8, kEdge - 1)), hn::Set(d8, kLargeStepAtEdge),
+                          hn::Set(d8, kLargeStep));
+}
+
+/// Moves a path on by one pixel.
+///
+/// @param cost         a line per level, then the grey values
+/// @param grey_before  of the pixels that the path comes from
+template <Output kOutput>
+HWY_INLINE void advance(Path& path, const std::uint8_t* cost, const std::uint8_t* grey_before,
+                        std::uint8_t* sum) {
+    const std::ptrdiff_t levels = path.range.size();
+    const Vector small = hn::Set(d8, kSmallStep);
+    for (int lane = 0; lane < kCell; lane += lanes()) {
+        const Vector large = largeStep(hn::Load(d8, cost + levels * kCell + lane),
+                                       hn::Load(d8, grey_before + lane));
+        const Vector least = hn::Load(d8, path.least + lane);
+        const Vector jump = hn::SaturatedAdd(least, large);
+        std::uint8_t* value = path.value + lane;
+        const std::uint8_t* c = cost + lane;
+        std::uint8_t* s = sum + lane;
+        Vector next_least = hn::Set(d8, 255), below = next_least;
+        Vector here = hn::Load(d8, value);
+        Vector here_stepped = hn::SaturatedAdd(here, small);
+        for (std::ptrdiff_t k = 0; k < levels; ++k) {
+            const Vector above = hn::Load(d8, value + kCell);
+            const Vector above_stepped = hn::SaturatedAdd(above, small);
+            const Vector reach = hn::Min(hn::Min(here, jump), hn::Min(below, above_stepped));
+            const Vector next = hn::Add(hn::Load(d8, c), hn::Sub(reach, least));
+            hn::Store(next, d8, value);
+            next_least = hn::Min(next_least, next);
+            if (kOutput == Output::kStore)
+                hn::Store(next, d8, s);
+            if (kOutput == Output::kAdd)
+                hn::Store(hn::SaturatedAdd(hn::Load(d8, s), next), d8, s);
+            here = above;
+            below = here_stepped;
+            here_stepped = above_stepped;
+            value += kCell;
+            c += kCell;
+            s += kCell;
+        }
+        hn::Store(next_least, d8, path.least + lane);
+    }
+}
+
+/// Costs, column by column, and vertical sums of a cell.
+void prepareCell(const Band& band, int cell) {
+    const LevelRange range = band.ranges[cell];
+    const std::size_t stride = BandMemory::pixelStride(range.size());
+    const std::size_t grey = static_cast<std::size_t>(range.size()) * kCell;
+    const int height = band.left.height();
+    const int begin = std::max(band.y0 - kHaloRows, 0);
+    const int end = std::min(band.y0 + kCell + kHaloRows, height);
+    const int cell_end = std::min(band.y0 + kCell, height);
+    costRows(band, cell * kCell, range, begin, end);
+
+    const auto row = [&](int y) {
+        return band.memory.rows + static_cast<std::size_t>(y - band.y0 + kHaloRows) * stride;
+    };
+    std::uint8_t* columns = band.memory.columns[cell % 2];
+    for (int k = 0; k <= range.size(); ++k)
+        transpose(row(band.y0) + k * kCell, stride, columns + k * kCell, stride);
+
+    std::uint8_t* sums = band.memory.vertical[cell % 2];
+    const auto sum = [&](int y) { return sums + static_cast<std::size_t>(y - band.y0) * stride; };
+    Path path;
+    path.value = band.memory.path;
+    startPath(path, range);
+    for (int y = end - 1; y >= cell_end; --y)
+        advance<Output::kNone>(path, row(y), row(std::min(y + 1, end - 1)) + grey, sums);
+    for (int y = cell_end - 1; y >= band.y0; --y)
+        advance<Output::kStore>(path, row(y), row(std::min(y + 1, end - 1)) + grey, sum(y));
+    startPath(path, range);
+    for (int y = begin; y < band.y0; ++y)
+        advance<Output::kNone>(path, row(y), row(std::max(y - 1, begin)) + grey, sums);
+    for (int y = band.y0; y < cell_end; ++y)
+        advance<Output::kAdd>(path, row(y), row(std::max(y - 1, begin)) + grey, sum(y));
+}
+
+/// Sums of the horizontal paths of a cell, column by column, whose costs and those of the next cell
+/// are prepared.
+///
+/// @param grey_left  grey values of the column before the cell; moves on
+void runHorizontalPaths(const Band& band, int cell, Path& from_left, std::uint8_t* grey_left) {
+    const LevelRange range = band.ranges[cell];
+    const std::size_t stride = BandMemory::pixelStride(range.size());
+    const int x0 = cell * kCell, width = band.left.width();
+    const int last = std::min(kCell, width - x0) - 1;
+    const std::uint8_t* columns = band.memory.columns[cell % 2];
+    const auto column = [&](int x) { return columns + static_cast<std::size_t>(x) * stride; };
+    const auto grey = [&](int x) { return column(x) + range.size() * kCell; };
+    const auto sum = [&](int x) {
+        return band.memory.horizontal + static_cast<std::size_t>(x) * stride;
+    };
+
+    Path path;
+    path.value = band.memory.path;
+    const std::uint8_t* grey_right = grey(last);
+    if (x0 + kCell < width) {
+        const LevelRange beyond = band.ranges[cell + 1];
+        const std::size_t beyond_stride = BandMemory::pixelStride(beyond.size());
+        const std::uint8_t* halo = band.memory.columns[(cell + 1) % 2];
+        const int beyond_last = std::min(kHaloColumns, width - x0 - kCell) - 1;
+        const auto beyond_grey = [&](int x) {
+            return halo + static_cast<std::size_t>(x) * beyond_stride + beyond.size() * kCell;
+        };
+        startPath(path, beyond);
+        for (int x = beyond_last; x >= 0; --x)
+            advance<Output::kNone>(path, halo + static_cast<std::size_t>(x) * beyond_stride,
+                                   beyond_grey(std::min(x + 1, beyond_last)), nullptr);
+        grey_right = beyond_grey(0);
+        changeRange(path, range);
+    } else {
+        startPath(path, range);
+    }
+    for (int x = last; x >= 0; --x) {
+        advance<Output::kStore>(path, column(x), grey_right, sum(x));
+        grey_right = grey(x);
+    }
+
+    if (cell == 0)
+        startPath(from_left, range);
+    else
+        changeRange(from_left, range);
+    for (int x = 0; x <= last; ++x) {
+        advance<Output::kAdd>(from_left, column(x), x > 0 ? grey(x - 1) : grey_left, sum(x));
+    }
+    std::memcpy(grey_left, grey(last), kCell);
+}
+
+// ---- Winners ---------------------------------------------------------------------------------
+
+struct LineWinners {
+    std::uint16_t level[kCell];  ///< from the beginning of the range
+    std::uint8_t best[kCell];
+    std::uint8_t second[kCell];
+};
+
+/// Adds `other` to `sums` and finds the winners of a line; at most 256 levels.
+void findWinners(std::uint8_t* sums, const std::uint8_t* other, int levels, LineWinners& winners) {
+    const Vector one = hn::Set(d8, 1);
+    alignas(64) std::uint8_t index[kCell];
+    for (int lane = 0; lane < kCell; lane += lanes()) {
+        Vector best = hn::Set(d8, 255), level = hn::Zero(d8), k_now = hn::Zero(d8);
+        std::uint8_t* s = sums + lane;
+        const std::uint8_t* o = other + lane;
+        for (int k = 0; k < levels; ++k, s += kCell, o += kCell) {
+            const Vector sum = hn::SaturatedAdd(hn::Load(d8, s), hn::Load(d8, o));
+            hn::Store(sum, d8, s);
+            level = hn::IfThenElse(hn::Lt(sum, best), k_now, level);
+            best = hn::Min(best, sum);
+            k_now = hn::Add(k_now, one);
+        }
+        // k - level + 1 is 0, 1 or 2 for the winner and its neighbours.
+        Vector second = hn::Set(d8, 255), distance = hn::Sub(one, level);
+        const Vector two = hn::Set(d8, 2);
+        s = sums + lane;
+        for (int k = 0; k < levels; ++k, s += kCell) {
+            const Vector sum = hn::Load(d8, s);
+            second = hn::IfThenElse(hn::Gt(distance, two), hn::Min(second, sum), second);
+            distance = hn::Add(distance, one);
+        }
+        hn::Store(level, d8, index + lane);
+        hn::StoreU(best, d8, winners.best + lane);
+        hn::StoreU(second, d8, winners.second + lane);
+    }
+    for (int lane = 0; lane < kCell; ++lane) winners.level[lane] = index[lane];
+}
+
+/// The same for any number of levels; only the widest searches come here.
+void findWinnersWide(std::uint8_t* sums, const std::uint8_t* other, int levels,
+                     LineWinners& winners) {
+    for (int i = 0; i < levels * kCell; ++i)
+        sums[i] = static_cast<std::uint8_t>(std::min(sums[i] + other[i], 255));
+    for (int lane = 0; lane < kCell; ++lane) {
+        const std::uint8_t* s = sums + lane;
+        int level = 0, second = 255;
+        for (int k = 1; k < levels; ++k)
+            if (s[k * kCell] < s[level * kCell])
+                level = k;
+        for (int k = 0; k < levels; ++k)
+            if (k < level - 1 || k > level + 1)
+                second = std::min<int>(second, s[k * kCell]);
+        winners.level[lane] = static_cast<std::uint16_t>(level);
+        winners.best[lane] = s[level * kCell];
+        winners.second[lane] = static_cast<std::uint8_t>(second);
+    }
+}
+
+void chooseWinners(const Band& band, int cell) {
+    const LevelRange range = band.ranges[cell];
+    const int levels = range.size();
+    const std::size_t stride = BandMemory::pixelStride(levels);
+    for (int k = 0; k < levels; ++k)
+        transpose(band.memory.horizontal + k * kCell, stride, band.memory.rows + k * kCell, stride);
+    const int x0 = cell * kCell, count = std::min(kCell, band.left.width() - x0);
+    const int end = std::min(band.y0 + kCell, band.left.height());
+    for (int y = band.y0; y < end; ++y) {
+        const std::size_t offset = static_cast<std::size_t>(y - band.y0) * stride;
+        std::uint8_t* sums = band.memory.vertical[cell % 2] + offset;
+        LineWinners line;
+        if (levels <= 256)
+            findWinners(sums, band.memory.rows + offset, levels, line);
+        else
+            findWinnersWide(sums, band.memory.rows + offset, levels, line);
+        std::uint16_t* disparity = band.winners.disparity.row(y) + x0;
+        for (int i = 0; i < count; ++i) {
+            const int k = line.level[i];
+            const std::uint8_t* s = sums + k * kCell + i;
+            const int before = k > 0 ? s[-kCell] : 255, after = k + 1 < levels ? s[kCell] : 255;
+            disparity[i] = judgeWinner(x0 + i, range.begin + k, range, band.search.min_disparity,
+                                       before, line.best[i], after, line.second[i]);
+        }
+        std::memcpy(band.winners.best.row(y) + x0, line.best, static_cast<std::size_t>(count));
+        std::memcpy(band.winners.second.row(y) + x0, line.second, static_cast<std::size_t>(count));
+    }
+}
+
+void matchBandImpl(const EyePlanes& left, const EyePlanes& right, const Search& search, int index,
+                   BandMemory& memory, Winners& winners) {
+    const int cells = cellsFor(left.width());
+    const Band band{left,    right,        search, &search.ranges[std::size_t(index) * cells],
+                    memory, winners, index * kCell};
+    Path from_left;
+    from_left.value = memory.from_left;
+    alignas(64) std::uint8_t grey_left[kCell] = {};
+    prepareCell(band, 0);
+    for (int cell = 0; cell < cells; ++cell) {
+        if (cell + 1 < cells)
+            prepareCell(band, cell + 1);
+        runHorizontalPaths(band, cell, from_left, grey_left);
+        chooseWinners(band, cell);
+    }
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace kova::camera::sgm
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kova::camera::sgm {
+
+HWY_EXPORT(matchBandImpl);
+
+void matchBand(const EyePlanes& left, const EyePlanes& right, const Search& search, int band,
+               BandMemory& memory, Winners& winners) {
+    HWY_DYNAMIC_DISPATCH(matchBandImpl)(left, right, search, band, memory, winners);
+}
+
+void BandMemory::Free::operator()(std::uint8_t* p) const {
+    std::free(p);
+}
+
+void BandMemory::reserve(int levels) {
+    const std::size_t pixel = pixelStride(levels);
+    const std::size_t lines = static_cast<std::size_t>(levels) * kCell;
+    const std::size_t path_bytes = lines + 2 * kCell;
+    const std::size_t raw_bytes =
+        (static_cast<std::size_t>(levels) * kRawStride + 127) / 64 * 64;
+    const std::size_t bytes = raw_bytes + 3 * lines + (kCell + 2 * kHaloRows) * pixel +
+                              5 * kCell * pixel + 2 * path_bytes;
+    if (bytes > capacity_) {
+        // Huge pages: a transposition touches a hundred places, each on a page of its own.
+        constexpr std::size_t kHugePage = std::size_t(2) << 20;
+        const std::size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+        void* p = std::aligned_alloc(kHugePage, rounded);
+        if (!p)
+            throw std::bad_alloc();
+        madvise(p, rounded, MADV_HUGEPAGE);
+        std::memset(p, 0, bytes);
+        memory_.reset(static_cast<std::uint8_t*>(p));
+        capacity_ = rounded;
+    }
+    std::uint8_t* next = memory_.get();
+    const auto take = [&](std::size_t count) {
+        std::uint8_t* p = next;
+        next += count;
+        return p;
+    };
+    raw = take(raw_bytes);
+    for (auto& row : boxed) row = take(lines);
+    rows = take((kCell + 2 * kHaloRows) * pixel);
+    for (auto& cell : columns) cell = take(kCell * pixel);
+    for (auto& cell : vertical) cell = take(kCell * pixel);
+    horizontal = take(kCell * pixel);
+    path = take(path_bytes) + kCell;
+    from_left = take(path_bytes) + kCell;
+}
+
+}  // namespace kova::camera::sgm
+#endif  // HWY_ONCE

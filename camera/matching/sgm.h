@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "camera/matching/planes.h"
+#include "camera/matching/sgm_definition.h"
+
+namespace kova::camera::sgm {
+
+/// Working memory of one band; grows to what was asked for and stays.
+class BandMemory {
+public:
+    /// @param levels  of the search
+    void reserve(int levels);
+
+    /// Bytes from one pixel of a cell to the next, for a range of `levels`: one line of kCell bytes
+    /// per level, one for the grey values, and an odd number of lines, so that the caches' sets are
+    /// used evenly.
+    static std::size_t pixelStride(int levels) {
+        return static_cast<std::size_t>((levels + 1) | 1) * kCell;
+    }
+
+    std::uint8_t* raw = nullptr;       ///< Hamming distances of a row, kRawStride bytes per level
+    std::uint8_t* boxed[3] = {};       ///< the last three rows, summed over three columns
+    std::uint8_t* rows = nullptr;      ///< costs of a cell and its halo, row by row
+    std::uint8_t* columns[2] = {};     ///< costs of the last two cells, column by column
+    std::uint8_t* vertical[2] = {};    ///< their sums of the vertical paths, row by row
+    std::uint8_t* horizontal = nullptr;  ///< sums of the horizontal paths, column by column
+    std::uint8_t* path = nullptr;      ///< a path's values, from level 0; level -1 may be written
+    std::uint8_t* from_left = nullptr;  ///< likewise
+
+    static constexpr int kRawStride = kCell + 16;
+
+private:
+    struct Free {
+        void operator()(std::uint8_t* p) const;
+    };
+    std::unique_ptr<std::uint8_t, Free> memory_;
+    std::size_t capacity_ = 0;
+};
+
+/// Finds the winners of one band: rows [band * kCell, (band + 1) * kCell) of the picture, see
+/// sgm_definition.h. Different bands may be computed at the same time.
+///
+/// @param left, right  complete planes; the reach of `right` is at least
+///                     search.min_disparity + search.levels + 1, that of `left` 1
+/// @param memory       reserved for this search, used by no one else meanwhile
+/// @param winners      of the size of the picture
+void matchBand(const EyePlanes& left, const EyePlanes& right, const Search& search, int band,
+               BandMemory& memory, Winners& winners);
+
+}  // namespace kova::camera::sgm
