@@ -1,11 +1,11 @@
 #include "bench/depth/ground_truth.h"
 
+#include <opencv2/imgcodecs.hpp>
+
 #include <cmath>
 #include <fstream>
 #include <limits>
 #include <sstream>
-
-#include <opencv2/imgcodecs.hpp>
 
 namespace kova::bench {
 
@@ -18,7 +18,8 @@ using camera::Status;
 constexpr float kUnknown = -1;
 
 Status missing(const std::string& path) {
-    return {ErrorCode::kCannotOpenFile, "cannot read " + path + "; see the layout in docs/bench.md"};
+    return {ErrorCode::kCannotOpenFile,
+            "cannot read " + path + "; see the layout in docs/bench.md"};
 }
 
 Status readGrey(const std::string& path, Image<std::uint8_t>& image) {
@@ -107,12 +108,17 @@ struct Files {
 Files filesOf(const std::string& root, const PairEntry& entry) {
     if (entry.group == "kitti") {
         const std::string base = root + "/kitti2015-gt/training/", file = entry.name + "_10.png";
-        return {base + "image_2/" + file, base + "image_3/" + file, base + "disp_noc_0/" + file,
-                "",                       "",                       1 / 256.F};
+        return {base + "image_2/" + file,
+                base + "image_3/" + file,
+                base + "disp_noc_0/" + file,
+                "",
+                "",
+                1 / 256.F};
     }
     if (entry.group == "middv3") {
         const std::string base = root + "/middlebury-v3-trainingQ/" + entry.name + "/";
-        return {base + "im0.png", base + "im1.png",       base + "disp0GT.pfm", "",
+        return {base + "im0.png",       base + "im1.png",
+                base + "disp0GT.pfm",   "",
                 base + "mask0nocc.png", 1};
     }
     if (entry.group == "eth3d") {
@@ -121,18 +127,22 @@ Files filesOf(const std::string& root, const PairEntry& entry) {
     }
     const std::string base = root + "/middlebury-2001-2006/" + entry.name + "/";
     if (entry.name == "Tsukuba")
-        return {base + "imL.png", base + "imR.png", base + "truedisp.pgm", "", base + "nonocc.png",
-                1 / 16.F};
+        return {base + "imL.png",    base + "imR.png", base + "truedisp.pgm", "",
+                base + "nonocc.png", 1 / 16.F};
     if (entry.name == "Venus")
-        return {base + "imL.png",   base + "imR.png", base + "disp2.pgm",
-                base + "disp6.pgm", "",               1 / 8.F};
+        return {base + "imL.png", base + "imR.png", base + "disp2.pgm", base + "disp6.pgm", "",
+                1 / 8.F};
     if (entry.name == "sawtooth")
-        return {base + "im2.ppm",   base + "im6.ppm", base + "disp2.pgm",
-                base + "disp6.pgm", "",               1 / 8.F};
+        return {base + "im2.ppm", base + "im6.ppm", base + "disp2.pgm", base + "disp6.pgm", "",
+                1 / 8.F};
     if (entry.name == "Cones" || entry.name == "Teddy")
-        return {base + "imL.png",   base + "imR.png", base + "disp2.png",
-                base + "disp6.png", "",               1 / 4.F};
-    return {base + "view1.png", base + "view5.png", base + "disp1.png", base + "disp5.png", "",
+        return {base + "imL.png", base + "imR.png", base + "disp2.png", base + "disp6.png", "",
+                1 / 4.F};
+    return {base + "view1.png",
+            base + "view5.png",
+            base + "disp1.png",
+            base + "disp5.png",
+            "",
             1 / 3.F};
 }
 
@@ -172,9 +182,9 @@ Status readTruePair(const std::string& folder, const PairEntry& entry, TruePair&
         if (status.ok())
             removeHidden(other, pair.truth);
     }
-    if (status.ok() && (pair.truth.width() != pair.left.width() ||
-                        pair.truth.height() != pair.left.height() ||
-                        pair.right.width() != pair.left.width()))
+    if (status.ok() &&
+        (pair.truth.width() != pair.left.width() || pair.truth.height() != pair.left.height() ||
+         pair.right.width() != pair.left.width()))
         status = {ErrorCode::kInvalidFile, files.truth + " has another size than its picture"};
     return status;
 }

@@ -1,9 +1,9 @@
 #include "bench/depth/metrics.h"
 
+#include <opencv2/imgproc.hpp>
+
 #include <algorithm>
 #include <cmath>
-
-#include <opencv2/imgproc.hpp>
 
 namespace kova::bench {
 
@@ -14,8 +14,7 @@ using camera::isDisparity;
 Image<std::uint8_t> thinForeground(const ImageView<const float>& truth) {
     cv::Mat known(truth.height, truth.width, CV_32F);
     for (int y = 0; y < truth.height; ++y)
-        for (int x = 0; x < truth.width; ++x)
-            known.at<float>(y, x) = std::max(truth.at(x, y), 0.F);
+        for (int x = 0; x < truth.width; ++x) known.at<float>(y, x) = std::max(truth.at(x, y), 0.F);
     // Sparse truth has holes everywhere; what surrounds a pixel is the farthest known value.
     cv::Mat eroded = cv::Mat::zeros(known.size(), CV_32F), opened;
     constexpr int kHalf = 7;
@@ -66,7 +65,9 @@ DepthErrors measureErrors(const ImageView<const std::uint16_t>& disparity,
             thin_bad += thin.at(x, y) && size > 2;
         }
     }
-    const auto percent = [](double part, double whole) { return whole > 0 ? 100 * part / whole : 0; };
+    const auto percent = [](double part, double whole) {
+        return whole > 0 ? 100 * part / whole : 0;
+    };
     DepthErrors e;
     e.pixels = known;
     e.density = percent(found, known);

@@ -7,12 +7,12 @@ namespace kova::bench {
 
 /// Errors of a disparity map over the pixels with known truth. Shares are per cent.
 struct DepthErrors {
-    double pixels = 0;      ///< pixels with truth
-    double density = 0;     ///< share of them with a disparity
-    double bad1 = 0;        ///< share of those with a disparity whose error exceeds 1 px
-    double bad2 = 0;        ///< ... 2 px
-    double d1 = 0;          ///< ... 3 px and 5 % of the truth
-    double rms = 0;         ///< standard deviation of the errors up to 3 px [px]
+    double pixels = 0;        ///< pixels with truth
+    double density = 0;       ///< share of them with a disparity
+    double bad1 = 0;          ///< share of those with a disparity whose error exceeds 1 px
+    double bad2 = 0;          ///< ... 2 px
+    double d1 = 0;            ///< ... 3 px and 5 % of the truth
+    double rms = 0;           ///< standard deviation of the errors up to 3 px [px]
     double thin_pixels = 0;   ///< pixels of thin foreground
     double thin_density = 0;  ///< share of them with a disparity
     double thin_bad2 = 0;     ///< share of those wrong by more than 2 px

@@ -1,6 +1,6 @@
 #include "camera/matching/matcher.h"
 
-#include "camera/matching/opencv_matcher.h"
+#include "camera/matching/sgm_matcher.h"
 
 namespace kova::camera {
 
@@ -21,7 +21,7 @@ Status MatchParameters::check() const {
 }
 
 std::unique_ptr<Matcher> makeMatcher() {
-    return makeOpenCvMatcher();
+    return makeSgmMatcher();
 }
 
 }  // namespace kova::camera

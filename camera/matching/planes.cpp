@@ -5,6 +5,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "camera/matching/planes.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
+
 #include "hwy/highway.h"
 
 HWY_BEFORE_NAMESPACE();

@@ -6,9 +6,9 @@
 
 namespace kova::camera::sgm {
 
-/// What the costs are made from, for one eye: its grey picture and the census of 5x5 pixels as three
-/// byte planes (bit n of plane n / 8 tells whether the n-th neighbour is darker). Rows continue
-/// beyond both sides with the value at the border, so that vectors may be read there.
+/// What the costs are made from, for one eye: its grey picture and the census of 5x5 pixels as
+/// three byte planes (bit n of plane n / 8 tells whether the n-th neighbour is darker). Rows
+/// continue beyond both sides with the value at the border, so that vectors may be read there.
 class EyePlanes {
 public:
     static constexpr int kCensusPlanes = 3;

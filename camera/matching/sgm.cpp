@@ -10,6 +10,7 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "camera/matching/sgm.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
+
 #include "hwy/highway.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -47,8 +48,7 @@ HWY_INLINE hn::Vec<D> hamming(D d, const std::uint8_t* const* l, const std::uint
     const auto a = hn::Xor(hn::LoadU(d, l[0]), hn::LoadU(d, r[0] - shift));
     const auto b = hn::Xor(hn::LoadU(d, l[1]), hn::LoadU(d, r[1] - shift));
     const auto c = hn::Xor(hn::LoadU(d, l[2]), hn::LoadU(d, r[2] - shift));
-    return hn::Add(hn::Add(hn::PopulationCount(a), hn::PopulationCount(b)),
-                   hn::PopulationCount(c));
+    return hn::Add(hn::Add(hn::PopulationCount(a), hn::PopulationCount(b)), hn::PopulationCount(c));
 }
 
 /// Hamming distances of a row, summed over three columns, for the 64 pixels from x0.
@@ -80,8 +80,9 @@ void boxRow(const Band& band, int x0, int y, const LevelRange& range, std::uint8
     for (int k = 0; k < range.size(); ++k) {
         const std::uint8_t* from = raw + k * BandMemory::kRawStride;
         for (int x = 0; x < kCell; x += lanes()) {
-            const Vector sum = hn::Add(hn::Add(hn::LoadU(d8, from + x), hn::LoadU(d8, from + x + 1)),
-                                       hn::LoadU(d8, from + x + 2));
+            const Vector sum =
+                hn::Add(hn::Add(hn::LoadU(d8, from + x), hn::LoadU(d8, from + x + 1)),
+                        hn::LoadU(d8, from + x + 2));
             hn::Store(sum, d8, out + k * kCell + x);
         }
     }
@@ -100,8 +101,9 @@ void costRows(const Band& band, int x0, const LevelRange& range, int begin, int 
             band.memory.rows + static_cast<std::size_t>(y - band.y0 + kHaloRows) * stride;
         const std::size_t bytes = static_cast<std::size_t>(range.size()) * kCell;
         for (std::size_t i = 0; i < bytes; i += static_cast<std::size_t>(lanes())) {
-            const Vector sum = hn::Add(hn::Add(hn::Load(d8, boxed[0] + i), hn::Load(d8, boxed[1] + i)),
-                                       hn::Load(d8, boxed[2] + i));
+            const Vector sum =
+                hn::Add(hn::Add(hn::Load(d8, boxed[0] + i), hn::Load(d8, boxed[1] + i)),
+                        hn::Load(d8, boxed[2] + i));
             hn::Store(hn::ShiftRight<3>(sum), d8, out + i);
         }
         std::memcpy(out + bytes, band.left.grey(y) + x0, kCell);
@@ -211,8 +213,8 @@ HWY_INLINE void advance(Path& path, const std::uint8_t* cost, const std::uint8_t
     const std::ptrdiff_t levels = path.range.size();
     const Vector small = hn::Set(d8, kSmallStep);
     for (int lane = 0; lane < kCell; lane += lanes()) {
-        const Vector large = largeStep(hn::Load(d8, cost + levels * kCell + lane),
-                                       hn::Load(d8, grey_before + lane));
+        const Vector large =
+            largeStep(hn::Load(d8, cost + levels * kCell + lane), hn::Load(d8, grey_before + lane));
         const Vector least = hn::Load(d8, path.least + lane);
         const Vector jump = hn::SaturatedAdd(least, large);
         std::uint8_t* value = path.value + lane;
@@ -419,7 +421,7 @@ void chooseWinners(const Band& band, int cell) {
 void matchBandImpl(const EyePlanes& left, const EyePlanes& right, const Search& search, int index,
                    BandMemory& memory, Winners& winners) {
     const int cells = cellsFor(left.width());
-    const Band band{left,    right,        search, &search.ranges[std::size_t(index) * cells],
+    const Band band{left,   right,   search,       &search.ranges[std::size_t(index) * cells],
                     memory, winners, index * kCell};
     Path from_left;
     from_left.value = memory.from_left;
@@ -456,8 +458,7 @@ void BandMemory::reserve(int levels) {
     const std::size_t pixel = pixelStride(levels);
     const std::size_t lines = static_cast<std::size_t>(levels) * kCell;
     const std::size_t path_bytes = lines + 2 * kCell;
-    const std::size_t raw_bytes =
-        (static_cast<std::size_t>(levels) * kRawStride + 127) / 64 * 64;
+    const std::size_t raw_bytes = (static_cast<std::size_t>(levels) * kRawStride + 127) / 64 * 64;
     const std::size_t bytes = raw_bytes + 3 * lines + (kCell + 2 * kHaloRows) * pixel +
                               5 * kCell * pixel + 2 * path_bytes;
     if (bytes > capacity_) {

@@ -69,19 +69,19 @@ struct Winners {
     }
 };
 
-/// Disparity of the winning level in 1/16 px, from the sums at the level before, at it and after it:
-/// equiangular lines, in integers.
+/// Disparity of the winning level in 1/16 px, from the sums at the level before, at it and after
+/// it: equiangular lines, in integers.
 inline int refineWinner(int disparity_px, int before, int best, int after) {
     const int span = (before > after ? before : after) - best;
     if (span <= 0)
         return disparity_px * kDisparityScale;
     const int numerator = (before - after) * kDisparityScale + span;  // at least (1 - 16) * span
-    return disparity_px * kDisparityScale +
-           (numerator + 2 * kDisparityScale * span) / (2 * span) - kDisparityScale;
+    return disparity_px * kDisparityScale + (numerator + 2 * kDisparityScale * span) / (2 * span) -
+           kDisparityScale;
 }
 
-/// The winner of a pixel as it is stored: kInvalidDisparity if its partner lies outside of the right
-/// picture, if it is at the end of the range (unless that is disparity 0), or not unique.
+/// The winner of a pixel as it is stored: kInvalidDisparity if its partner lies outside of the
+/// right picture, if it is at the end of the range (unless that is disparity 0), or not unique.
 inline std::uint16_t judgeWinner(int x, int level, const LevelRange& range, int min_disparity,
                                  int before, int best, int after, int second) {
     const int disparity_px = min_disparity + level;

@@ -87,13 +87,11 @@ struct Reference {
     /// Moves a path on to (x, y), where `range` is searched; adds to the sums if wanted.
     void advance(Path& path, int x, int y, const LevelRange& range, bool add) {
         const int from = path.started ? left.at(path.x, path.y) : left.at(x, y);
-        const int large =
-            std::abs(left.at(x, y) - from) >= kEdge ? kLargeStepAtEdge : kLargeStep;
+        const int large = std::abs(left.at(x, y) - from) >= kEdge ? kLargeStepAtEdge : kLargeStep;
         const auto before = [&](int k) {
             if (!path.started)
                 return k >= range.begin && k < range.end ? 0 : kNone;
-            return k >= range.begin && k < range.end && k >= path.range.begin &&
-                           k < path.range.end
+            return k >= range.begin && k < range.end && k >= path.range.begin && k < path.range.end
                        ? path.value[k + 1]
                        : kNone;
         };
@@ -101,8 +99,8 @@ struct Reference {
         int least = kNone;
         for (int k = range.begin; k < range.end; ++k) {
             const int neighbour = std::min({before(k - 1), before(k + 1), kNone - kSmallStep});
-            const int reach = std::min({before(k), neighbour + kSmallStep,
-                                        std::min(path.least + large, kNone)});
+            const int reach =
+                std::min({before(k), neighbour + kSmallStep, std::min(path.least + large, kNone)});
             next[k + 1] = cost.at(x, y)[k] + reach - path.least;
             least = std::min(least, next[k + 1]);
             if (add)
@@ -147,8 +145,8 @@ struct Reference {
                 second = std::min<int>(second, s[k]);
         const int before = level > range.begin ? s[level - 1] : 255;
         const int after = level + 1 < range.end ? s[level + 1] : 255;
-        winners.disparity.at(x, y) = judgeWinner(x, level, range, search.min_disparity, before,
-                                                 s[level], after, second);
+        winners.disparity.at(x, y) =
+            judgeWinner(x, level, range, search.min_disparity, before, s[level], after, second);
         winners.best.at(x, y) = s[level];
         winners.second.at(x, y) = static_cast<std::uint8_t>(second);
     }

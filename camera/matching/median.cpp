@@ -1,0 +1,106 @@
+#include "camera/matching/median.h"
+
+#include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "camera/matching/median.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+
+#include "hwy/highway.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace kova::camera {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+template <class V>
+HWY_INLINE void sort(V& a, V& b) {
+    const V least = hn::Min(a, b);
+    b = hn::Max(a, b);
+    a = least;
+}
+
+template <class V>
+HWY_INLINE void sort3(V& a, V& b, V& c) {
+    sort(a, b);
+    sort(b, c);
+    sort(a, b);
+}
+
+/// As many pixels as there are lanes; all neighbours are inside of the map.
+template <class D>
+HWY_INLINE void medianOf(D d, const std::uint16_t* const* rows, int x, std::uint16_t* out) {
+    using V = hn::Vec<D>;
+    const V reserved = hn::Set(d, kFirstReservedDisparity);
+    const V centre = hn::LoadU(d, rows[1] + x);
+    const auto at = [&](int row, int i) HWY_ATTR {
+        const V v = hn::LoadU(d, rows[row] + x + i);
+        return hn::IfThenElse(hn::Lt(v, reserved), v, centre);
+    };
+    V low[3], middle[3], high[3];
+    for (int i = 0; i < 3; ++i) {
+        low[i] = at(0, i - 1);
+        middle[i] = i == 1 ? centre : at(1, i - 1);
+        high[i] = at(2, i - 1);
+        sort3(low[i], middle[i], high[i]);
+    }
+    V a = hn::Max(hn::Max(low[0], low[1]), low[2]);
+    sort3(middle[0], middle[1], middle[2]);
+    V b = middle[1];
+    V c = hn::Min(hn::Min(high[0], high[1]), high[2]);
+    sort3(a, b, c);
+    hn::StoreU(hn::IfThenElse(hn::Lt(centre, reserved), b, centre), d, out + x);
+}
+
+/// The pixels [1, width - 1) of a row.
+void medianRow(const std::uint16_t* const* rows, int width, std::uint16_t* out) {
+    const hn::ScalableTag<std::uint16_t> d;
+    const hn::CappedTag<std::uint16_t, 1> d1;
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    int x = 1;
+    for (; x + lanes < width; x += lanes) medianOf(d, rows, x, out);
+    for (; x + 1 < width; ++x) medianOf(d1, rows, x, out);
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace kova::camera
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kova::camera {
+
+HWY_EXPORT(medianRow);
+
+std::uint16_t medianReference(const ImageView<const std::uint16_t>& in, int x, int y) {
+    const std::uint16_t centre = in.at(x, y);
+    if (!isDisparity(centre))
+        return centre;
+    std::uint16_t values[9];
+    int count = 0;
+    for (int v = y - 1; v <= y + 1; ++v)
+        for (int u = x - 1; u <= x + 1; ++u) {
+            const bool inside = u >= 0 && v >= 0 && u < in.width && v < in.height;
+            values[count++] = inside && isDisparity(in.at(u, v)) ? in.at(u, v) : centre;
+        }
+    std::nth_element(values, values + 4, values + 9);
+    return values[4];
+}
+
+void medianRows(const ImageView<const std::uint16_t>& in, const ImageView<std::uint16_t>& out,
+                int begin, int end) {
+    for (int y = begin; y < end; ++y) {
+        if (y == 0 || y + 1 == in.height) {
+            for (int x = 0; x < in.width; ++x) out.at(x, y) = medianReference(in, x, y);
+            continue;
+        }
+        const std::uint16_t* rows[3] = {in.row(y - 1), in.row(y), in.row(y + 1)};
+        HWY_DYNAMIC_DISPATCH(medianRow)(rows, in.width, out.row(y));
+        out.at(0, y) = medianReference(in, 0, y);
+        out.at(in.width - 1, y) = medianReference(in, in.width - 1, y);
+    }
+}
+
+}  // namespace kova::camera
+#endif  // HWY_ONCE

@@ -1,0 +1,53 @@
+#include "camera/matching/narrow.h"
+
+#include <algorithm>
+
+namespace kova::camera::sgm {
+
+namespace {
+
+LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, int cell_y,
+                      const Search& search) {
+    const LevelRange all{0, static_cast<std::uint16_t>(search.levels)};
+    constexpr int kHalfCell = kCell / 2;
+    const int x_begin = std::max(cell_x * kHalfCell - kNarrowNeighbourhood, 0);
+    const int x_end = std::min((cell_x + 1) * kHalfCell + kNarrowNeighbourhood, half.width);
+    const int y_begin = std::max(cell_y * kHalfCell - kNarrowNeighbourhood, 0);
+    const int y_end = std::min((cell_y + 1) * kHalfCell + kNarrowNeighbourhood, half.height);
+    int counted = 0, failed = 0, least = kInvalidDisparity, most = -1;
+    for (int y = y_begin; y < y_end; ++y) {
+        const std::uint16_t* row = half.row(y);
+        int x = x_begin;
+        if (x_begin == 0)
+            while (x < x_end && !isDisparity(row[x])) ++x;
+        counted += x_end - x;
+        for (; x < x_end; ++x) {
+            if (!isDisparity(row[x])) {
+                ++failed;
+                continue;
+            }
+            least = std::min<int>(least, row[x]);
+            most = std::max<int>(most, row[x]);
+        }
+    }
+    if (most < 0 || failed * 4 > counted)
+        return all;
+    const int begin = 2 * least / kDisparityScale - kNarrowMargin - search.min_disparity;
+    const int end = 2 * most / kDisparityScale + kNarrowMargin + 2 - search.min_disparity;
+    const int begin_level = std::clamp(begin, 0, search.levels - 2 * kNarrowMargin);
+    const int end_level = std::clamp(end, begin_level + 2 * kNarrowMargin, search.levels);
+    return {static_cast<std::uint16_t>(begin_level), static_cast<std::uint16_t>(end_level)};
+}
+
+}  // namespace
+
+void narrowSearch(const ImageView<const std::uint16_t>& half, int width, int height,
+                  Search& search) {
+    const int columns = cellsFor(width), rows = cellsFor(height);
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < columns; ++x)
+            search.ranges[static_cast<std::size_t>(y) * columns + x] =
+                narrowCell(half, x, y, search);
+}
+
+}  // namespace kova::camera::sgm

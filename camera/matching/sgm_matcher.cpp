@@ -1,0 +1,158 @@
+#include "camera/matching/sgm_matcher.h"
+
+#include <algorithm>
+#include <functional>
+
+#include "camera/base/parallel.h"
+#include "camera/matching/confidence.h"
+#include "camera/matching/fill.h"
+#include "camera/matching/half_size.h"
+#include "camera/matching/narrow.h"
+#include "camera/matching/sgm_pass.h"
+#include "camera/matching/upscale.h"
+
+namespace kova::camera {
+
+namespace {
+
+constexpr int kStripRows = sgm::kCell;
+constexpr int kSpecklePixels = 100, kSpeckleStep = 2 * kDisparityScale;
+constexpr int kHalfSpecklePixels = 25, kHalfSpeckleStep = kDisparityScale;
+/// Sides and disparities that the working memory's types can hold.
+constexpr int kMaxSide = 16384, kMaxDisparity = 4000;
+
+/// Calls body(begin, end) for strips of rows.
+template <typename Body>
+void forRows(int height, const Body& body) {
+    const auto strip = [&](int i) { body(i * kStripRows, std::min((i + 1) * kStripRows, height)); };
+    parallelFor((height + kStripRows - 1) / kStripRows, std::ref(strip));
+}
+
+class SgmMatcher : public Matcher {
+public:
+    Status match(const ImageView<const std::uint8_t>& left,
+                 const ImageView<const std::uint8_t>& right, const MatchParameters& parameters,
+                 DisparityMap& map) override;
+
+private:
+    using Grey = ImageView<const std::uint8_t>;
+
+    void matchHalf(const Grey& left, const Grey& right, const MatchParameters& parameters);
+    void matchFast(const Grey& left, const Grey& right, const MatchParameters& parameters,
+                   DisparityMap& map);
+    void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
+                   DisparityMap& map);
+    static void rate(const sgm::SgmPass& pass, DisparityMap& map);
+    static void removeUnsure(float threshold, DisparityMap& map);
+
+    sgm::BandMemoryPool pool_;
+    sgm::SgmPass full_{pool_}, half_{pool_};
+    Image<std::uint8_t> half_left_, half_right_;
+    DisparityMap half_map_;
+    EdgeAwareFill fill_;
+};
+
+void SgmMatcher::matchHalf(const Grey& left, const Grey& right, const MatchParameters& parameters) {
+    const int width = halfSize(left.width), height = halfSize(left.height);
+    half_left_.resize(width, height);
+    half_right_.resize(width, height);
+    forRows(height, [&](int begin, int end) {
+        halveRows(left, half_left_.view(), begin, end);
+        halveRows(right, half_right_.view(), begin, end);
+    });
+    const int least = parameters.min_disparity / 2;
+    // One level more than half of them, since the last one is never taken.
+    half_.begin(width, height, least, (parameters.max_disparity + 1) / 2 + 1 - least);
+    half_map_.resize(width, height);
+    half_.run(half_left_.view(), half_right_.view(), kHalfSpecklePixels, kHalfSpeckleStep,
+              half_map_.disparity.view());
+}
+
+void SgmMatcher::rate(const sgm::SgmPass& pass, DisparityMap& map) {
+    forRows(map.disparity.height(), [&](int begin, int end) {
+        rateRows(map.disparity.view(), pass.winners(), map.confidence.view(), begin, end);
+    });
+}
+
+void SgmMatcher::matchFast(const Grey& left, const Grey& right, const MatchParameters& parameters,
+                           DisparityMap& map) {
+    matchHalf(left, right, parameters);
+    rate(half_, half_map_);
+    const int lowest = parameters.min_disparity * kDisparityScale;
+    const int end_of_range = (parameters.max_disparity - 1) * kDisparityScale;
+    forRows(left.height, [&](int begin, int end) {
+        upscaleDisparityRows(half_map_.disparity.view(), map.disparity.view(), begin, end);
+        upscaleByteRows(half_map_.confidence.view(), map.confidence.view(), begin, end);
+        for (int y = begin; y < end; ++y) {
+            std::uint16_t* d = map.disparity.row(y);
+            for (int x = 0; x < left.width; ++x)
+                if (d[x] < lowest || d[x] > end_of_range || d[x] / kDisparityScale > x)
+                    d[x] = kInvalidDisparity;
+            std::uint8_t* c = map.confidence.row(y);
+            for (int x = 0; x < left.width; ++x)
+                if (!isDisparity(d[x]))
+                    c[x] = 0;
+        }
+    });
+}
+
+void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
+                           DisparityMap& map) {
+    full_.begin(left.width, left.height, parameters.min_disparity,
+                parameters.max_disparity - parameters.min_disparity);
+    if (parameters.work_mode == WorkMode::kMedium) {
+        matchHalf(left, right, parameters);
+        sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
+    }
+    full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
+    rate(full_, map);
+}
+
+void SgmMatcher::removeUnsure(float threshold, DisparityMap& map) {
+    if (threshold <= 0)
+        return;
+    const float least = threshold * kConfidenceScale;
+    forRows(map.disparity.height(), [&](int begin, int end) {
+        for (int y = begin; y < end; ++y) {
+            std::uint16_t* d = map.disparity.row(y);
+            std::uint8_t* c = map.confidence.row(y);
+            for (int x = 0; x < map.disparity.width(); ++x) {
+                if (static_cast<float>(c[x]) < least && isDisparity(d[x])) {
+                    d[x] = kInvalidDisparity;
+                    c[x] = 0;
+                }
+            }
+        }
+    });
+}
+
+Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParameters& parameters,
+                         DisparityMap& map) {
+    if (left.width != right.width || left.height != right.height)
+        return {ErrorCode::kInvalidArgument, "matching: the pictures differ in size"};
+    if (left.width > kMaxSide || left.height > kMaxSide)
+        return {ErrorCode::kInvalidArgument, "matching: pictures of at most 16384x16384 pixels"};
+    if (Status status = parameters.check(); !status.ok())
+        return status;
+    if (parameters.max_disparity > kMaxDisparity)
+        return {ErrorCode::kInvalidArgument, "matching: the largest disparity is at most 4000"};
+    map.resize(left.width, left.height);
+    if (left.empty())
+        return {};
+    if (parameters.work_mode == WorkMode::kFast)
+        matchFast(left, right, parameters, map);
+    else
+        matchFull(left, right, parameters, map);
+    removeUnsure(parameters.confidence_threshold, map);
+    if (parameters.fill)
+        fill_.fill(left, map);
+    return {};
+}
+
+}  // namespace
+
+std::unique_ptr<Matcher> makeSgmMatcher() {
+    return std::make_unique<SgmMatcher>();
+}
+
+}  // namespace kova::camera

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <memory>
+
+#include "camera/matching/matcher.h"
+
+namespace kova::camera {
+
+/// The library's own matcher: census and semi-global matching in vectors, see sgm_definition.h.
+///
+///  - slow: every level is searched at every pixel;
+///  - medium: a search at half the size comes first and narrows that at full size, cell by cell;
+///  - fast: the search at half the size, scaled up.
+///
+/// Memory is allocated when a size, a larger range or a mode is first asked for, and kept.
+std::unique_ptr<Matcher> makeSgmMatcher();
+
+}  // namespace kova::camera

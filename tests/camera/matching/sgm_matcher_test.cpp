@@ -1,0 +1,233 @@
+#include "camera/matching/sgm_matcher.h"
+
+#include <gtest/gtest.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "camera/base/parallel.h"
+#include "tests/camera/matching/textured_pair.h"
+
+namespace {
+std::atomic<long> g_allocations{0};
+
+void* counted(std::size_t bytes, std::size_t alignment) {
+    ++g_allocations;
+    void* p = std::aligned_alloc(alignment, (bytes + alignment - 1) / alignment * alignment);
+    if (!p)
+        throw std::bad_alloc();
+    return p;
+}
+}  // namespace
+
+void* operator new(std::size_t bytes) {
+    return counted(bytes, 16);
+}
+void* operator new[](std::size_t bytes) {
+    return counted(bytes, 16);
+}
+void* operator new(std::size_t bytes, std::align_val_t alignment) {
+    return counted(bytes, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::align_val_t) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
+    std::free(p);
+}
+
+namespace kova::camera {
+namespace {
+
+constexpr WorkMode kModes[] = {WorkMode::kFast, WorkMode::kMedium, WorkMode::kSlow};
+
+MatchParameters parametersFor(WorkMode mode, int levels) {
+    MatchParameters parameters;
+    parameters.work_mode = mode;
+    parameters.max_disparity = levels;
+    return parameters;
+}
+
+bool equal(const DisparityMap& a, const DisparityMap& b) {
+    for (int y = 0; y < a.disparity.height(); ++y)
+        for (int x = 0; x < a.disparity.width(); ++x)
+            if (a.disparity.at(x, y) != b.disparity.at(x, y) ||
+                a.confidence.at(x, y) != b.confidence.at(x, y))
+                return false;
+    return true;
+}
+
+class SgmMatcherTest : public hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(SgmMatcherTest);
+
+TEST_P(SgmMatcherTest, GivesTheSameBytesForEveryTargetAndThreadCount) {
+    const test::TexturedPair pair(217, 139, 21, 9);
+    for (const WorkMode mode : kModes) {
+        MatchParameters parameters = parametersFor(mode, 48);
+        parameters.fill = mode == WorkMode::kSlow;
+        DisparityMap expected;
+        {
+            // The reference run takes whatever target is best.
+            hwy::SetSupportedTargetsForTest(0);
+            setThreadCount(1);
+            ASSERT_TRUE(makeSgmMatcher()
+                            ->match(pair.left.view(), pair.right.view(), parameters, expected)
+                            .ok());
+            hwy::SetSupportedTargetsForTest(GetParam());
+        }
+        for (const int threads : {1, 2, 3}) {
+            setThreadCount(threads);
+            DisparityMap found;
+            ASSERT_TRUE(makeSgmMatcher()
+                            ->match(pair.left.view(), pair.right.view(), parameters, found)
+                            .ok());
+            EXPECT_TRUE(equal(expected, found)) << threads << " threads";
+        }
+    }
+    setThreadCount(0);
+}
+
+TEST(SgmMatcher, FindsTwoPlanesInEveryMode) {
+    const test::TexturedPair pair(400, 200, 30, 12);
+    const auto matcher = makeSgmMatcher();
+    for (const WorkMode mode : kModes) {
+        DisparityMap map;
+        ASSERT_TRUE(
+            matcher->match(pair.left.view(), pair.right.view(), parametersFor(mode, 64), map).ok());
+        int right = 0, wrong = 0, counted = 0;
+        for (int y = 0; y < 200; ++y)
+            for (int x = 40; x < 400; ++x) {
+                if (std::abs(x - 200) < 24)
+                    continue;  // where the planes meet
+                ++counted;
+                const std::uint16_t d = map.disparity.at(x, y);
+                if (!isDisparity(d))
+                    continue;
+                const double error = d / double(kDisparityScale) - pair.truth(x, y);
+                (std::abs(error) <= (mode == WorkMode::kFast ? 1.0 : 0.5) ? right : wrong) += 1;
+            }
+        EXPECT_GT(right, 0.97 * counted) << static_cast<int>(mode);
+        EXPECT_LT(wrong, 0.005 * counted) << static_cast<int>(mode);
+    }
+}
+
+TEST(SgmMatcher, TakesEverySizeAndRange) {
+    constexpr int kSizes[][2] = {{1, 1}, {1, 90}, {90, 1}, {2, 2}, {63, 65}, {128, 64}, {129, 67}};
+    const auto matcher = makeSgmMatcher();
+    for (const auto& size : kSizes) {
+        const test::TexturedPair pair(size[0], size[1], 6, 3);
+        for (const WorkMode mode : kModes) {
+            for (const int levels : {16, 33, 320}) {
+                MatchParameters parameters = parametersFor(mode, levels);
+                parameters.fill = true;
+                DisparityMap map;
+                ASSERT_TRUE(
+                    matcher->match(pair.left.view(), pair.right.view(), parameters, map).ok());
+                ASSERT_EQ(size[0], map.disparity.width());
+                for (int y = 0; y < size[1]; ++y)
+                    for (int x = 0; x < size[0]; ++x) {
+                        const std::uint16_t d = map.disparity.at(x, y);
+                        ASSERT_TRUE(!isDisparity(d) || d < levels * kDisparityScale);
+                        ASSERT_EQ(isDisparity(d), map.confidence.at(x, y) > 0);
+                    }
+            }
+        }
+    }
+}
+
+TEST(SgmMatcher, SearchesOnlyTheRangeAskedFor) {
+    const test::TexturedPair pair(300, 120, 40, 12);
+    const auto matcher = makeSgmMatcher();
+    for (const WorkMode mode : kModes) {
+        MatchParameters parameters = parametersFor(mode, 60);
+        parameters.min_disparity = 20;
+        DisparityMap map;
+        ASSERT_TRUE(matcher->match(pair.left.view(), pair.right.view(), parameters, map).ok());
+        int near = 0;
+        for (int y = 0; y < 120; ++y)
+            for (int x = 0; x < 300; ++x) {
+                const std::uint16_t d = map.disparity.at(x, y);
+                if (!isDisparity(d))
+                    continue;
+                ASSERT_GE(d, 20 * kDisparityScale);
+                ASSERT_LT(d, 60 * kDisparityScale);
+                near += x >= 60 && x < 140 && std::abs(d - 40 * kDisparityScale) <= 16;
+            }
+        EXPECT_GT(near, 0.9 * 80 * 120);
+    }
+}
+
+TEST(SgmMatcher, ThresholdOnlyRemoves) {
+    const test::TexturedPair pair(200, 100, 20, 8);
+    const auto matcher = makeSgmMatcher();
+    DisparityMap before;
+    ASSERT_TRUE(matcher
+                    ->match(pair.left.view(), pair.right.view(),
+                            parametersFor(WorkMode::kMedium, 32), before)
+                    .ok());
+    for (const float threshold : {0.3F, 0.6F, 0.9F, 0.99F}) {
+        MatchParameters parameters = parametersFor(WorkMode::kMedium, 32);
+        parameters.confidence_threshold = threshold;
+        DisparityMap map;
+        ASSERT_TRUE(matcher->match(pair.left.view(), pair.right.view(), parameters, map).ok());
+        for (int y = 0; y < 100; ++y)
+            for (int x = 0; x < 200; ++x) {
+                const bool kept = before.confidence.at(x, y) >= threshold * kConfidenceScale;
+                ASSERT_EQ(kept ? before.disparity.at(x, y) : kInvalidDisparity,
+                          map.disparity.at(x, y));
+            }
+    }
+}
+
+TEST(SgmMatcher, RefusesDifferentSizesAndImpossibleParameters) {
+    const test::TexturedPair a(40, 20, 4, 2), b(41, 20, 4, 2);
+    const auto matcher = makeSgmMatcher();
+    DisparityMap map;
+    MatchParameters parameters = parametersFor(WorkMode::kSlow, 32);
+    EXPECT_EQ(ErrorCode::kInvalidArgument,
+              matcher->match(a.left.view(), b.right.view(), parameters, map).code());
+    parameters.max_disparity = 8;
+    EXPECT_EQ(ErrorCode::kInvalidArgument,
+              matcher->match(a.left.view(), a.right.view(), parameters, map).code());
+    parameters.min_disparity = 4000;
+    parameters.max_disparity = 4016;
+    EXPECT_EQ(ErrorCode::kInvalidArgument,
+              matcher->match(a.left.view(), a.right.view(), parameters, map).code());
+}
+
+TEST(SgmMatcher, AllocatesNothingOncePrepared) {
+    const test::TexturedPair pair(320, 200, 20, 8);
+    const auto matcher = makeSgmMatcher();
+    DisparityMap map;
+    const auto matchAll = [&] {
+        for (const WorkMode mode : kModes) {
+            MatchParameters parameters = parametersFor(mode, 64);
+            parameters.fill = true;
+            parameters.confidence_threshold = 0.5F;
+            ASSERT_TRUE(matcher->match(pair.left.view(), pair.right.view(), parameters, map).ok());
+        }
+    };
+    matchAll();
+    matchAll();
+    const long before = g_allocations;
+    ASSERT_GT(before, 0);
+    for (int i = 0; i < 3; ++i) matchAll();
+    EXPECT_EQ(before, g_allocations);
+}
+
+}  // namespace
+}  // namespace kova::camera

@@ -1,0 +1,102 @@
+#include "camera/matching/sgm.h"
+
+#include <gtest/gtest.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <random>
+
+#include "camera/matching/sgm_reference.h"
+#include "tests/camera/matching/textured_pair.h"
+
+namespace kova::camera::sgm {
+namespace {
+
+struct Case {
+    int width, height, min_disparity, levels;
+};
+// Single pixels, less than a cell, cells and a little more, more levels than a byte can count.
+constexpr Case kCases[] = {{1, 1, 0, 16},    {3, 70, 0, 16},   {64, 64, 0, 16},
+                           {65, 63, 2, 20},  {130, 90, 0, 48}, {200, 150, 3, 65},
+                           {70, 81, 0, 320}, {150, 40, 5, 257}};
+
+void matchInBands(const test::TexturedPair& pair, const Search& search, Winners& winners) {
+    const int width = pair.left.width(), height = pair.left.height();
+    EyePlanes left, right;
+    left.resize(width, height, 1);
+    right.resize(width, height, search.min_disparity + search.levels + 1);
+    left.copyGrey(pair.left.view(), 0, height);
+    right.copyGrey(pair.right.view(), 0, height);
+    left.computeCensus(0, height);
+    right.computeCensus(0, height);
+    BandMemory memory;
+    memory.reserve(search.levels);
+    winners.resize(width, height);
+    for (int band = cellsFor(height) - 1; band >= 0; --band)
+        matchBand(left, right, search, band, memory, winners);
+}
+
+void expectEqual(const Winners& expected, const Winners& found) {
+    for (int y = 0; y < expected.disparity.height(); ++y) {
+        for (int x = 0; x < expected.disparity.width(); ++x) {
+            ASSERT_EQ(expected.disparity.at(x, y), found.disparity.at(x, y)) << x << ", " << y;
+            ASSERT_EQ(expected.best.at(x, y), found.best.at(x, y)) << x << ", " << y;
+            ASSERT_EQ(expected.second.at(x, y), found.second.at(x, y)) << x << ", " << y;
+        }
+    }
+}
+
+class SgmTest : public hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(SgmTest);
+
+TEST_P(SgmTest, EqualsTheReferenceInFullSearch) {
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << "/" << c.levels);
+        const test::TexturedPair pair(c.width, c.height, 11, 5);
+        Search search{c.min_disparity, c.levels, {}};
+        search.ranges.assign(std::size_t(cellsFor(c.width)) * cellsFor(c.height),
+                             {0, static_cast<std::uint16_t>(c.levels)});
+        Winners expected, found;
+        matchReference(pair.left.view(), pair.right.view(), search, expected);
+        matchInBands(pair, search, found);
+        expectEqual(expected, found);
+    }
+}
+
+TEST_P(SgmTest, EqualsTheReferenceWhereEveryCellHasItsOwnRange) {
+    std::mt19937 random(3);
+    for (const Case& c : kCases) {
+        SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << "/" << c.levels);
+        const test::TexturedPair pair(c.width, c.height, 11, 5);
+        Search search{c.min_disparity, c.levels, {}};
+        for (int i = 0; i < cellsFor(c.width) * cellsFor(c.height); ++i) {
+            const auto begin = static_cast<std::uint16_t>(random() % (c.levels - 1));
+            const auto size = static_cast<std::uint16_t>(1 + random() % (c.levels - begin));
+            search.ranges.push_back({begin, static_cast<std::uint16_t>(begin + size)});
+        }
+        Winners expected, found;
+        matchReference(pair.left.view(), pair.right.view(), search, expected);
+        matchInBands(pair, search, found);
+        expectEqual(expected, found);
+    }
+}
+
+TEST(SgmDefinition, RefinesBetweenLevelsTowardsTheCheaperNeighbour) {
+    EXPECT_EQ(160, refineWinner(10, 30, 20, 30));
+    EXPECT_EQ(160, refineWinner(10, 20, 20, 20));
+    EXPECT_EQ(168, refineWinner(10, 30, 20, 20));  // as cheap as the next: half way
+    EXPECT_EQ(152, refineWinner(10, 20, 20, 30));
+    EXPECT_EQ(164, refineWinner(10, 40, 20, 30));  // (40 - 30) / (2 * 20) px
+}
+
+TEST(SgmDefinition, JudgesEndsOfTheRangeAndUniqueness) {
+    const LevelRange range{0, 32};
+    EXPECT_EQ(160, judgeWinner(50, 10, range, 0, 30, 20, 30, 40));
+    EXPECT_EQ(kInvalidDisparity, judgeWinner(9, 10, range, 0, 30, 20, 30, 40)) << "no partner";
+    EXPECT_EQ(kInvalidDisparity, judgeWinner(50, 31, range, 0, 30, 20, 255, 40)) << "upper end";
+    EXPECT_EQ(kInvalidDisparity, judgeWinner(50, 0, range, 4, 255, 20, 30, 40)) << "lower end";
+    EXPECT_EQ(1, judgeWinner(50, 0, range, 0, 255, 20, 30, 40)) << "far away";
+    EXPECT_EQ(kInvalidDisparity, judgeWinner(50, 10, range, 0, 30, 20, 30, 20)) << "ambiguous";
+}
+
+}  // namespace
+}  // namespace kova::camera::sgm

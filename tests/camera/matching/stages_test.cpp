@@ -1,0 +1,255 @@
+#include <gtest/gtest.h>
+#include <hwy/tests/hwy_gtest.h>
+
+#include <random>
+
+#include "camera/base/parallel.h"
+#include "camera/matching/confidence.h"
+#include "camera/matching/eye_check.h"
+#include "camera/matching/fill.h"
+#include "camera/matching/half_size.h"
+#include "camera/matching/median.h"
+#include "camera/matching/narrow.h"
+#include "camera/matching/speckles.h"
+#include "camera/matching/upscale.h"
+
+namespace kova::camera {
+namespace {
+
+constexpr int kSizes[][2] = {{1, 1},  {2, 3},   {5, 5},     {4, 9},
+                             {33, 7}, {70, 66}, {131, 130}, {600, 9}};
+
+/// Smooth patches with holes and noise.
+Image<std::uint16_t> patchyMap(int width, int height, unsigned seed) {
+    std::mt19937 random(seed);
+    Image<std::uint16_t> map(width, height);
+    for (int y = 0; y < height; ++y)
+        for (int x = 0; x < width; ++x) {
+            const unsigned r = random() % 20;
+            map.at(x, y) = r == 0   ? kInvalidDisparity
+                           : r == 1 ? kTooNearDisparity
+                           : r == 2 ? static_cast<std::uint16_t>(random() % 2000)
+                                    : static_cast<std::uint16_t>(x / 9 * 40 + random() % 24);
+        }
+    return map;
+}
+
+class StagesTest : public hwy::TestWithParamTarget {};
+HWY_TARGET_INSTANTIATE_TEST_SUITE_P(StagesTest);
+
+TEST_P(StagesTest, MedianEqualsItsReference) {
+    for (const auto& size : kSizes) {
+        const Image<std::uint16_t> in = patchyMap(size[0], size[1], 4);
+        Image<std::uint16_t> out(size[0], size[1]);
+        out.fill(0x1234);
+        medianRows(in.view(), out.view(), 0, size[1]);
+        for (int y = 0; y < size[1]; ++y)
+            for (int x = 0; x < size[0]; ++x)
+                ASSERT_EQ(medianReference(in.view(), x, y), out.at(x, y)) << x << ", " << y;
+    }
+}
+
+TEST_P(StagesTest, ConfidenceEqualsItsReference) {
+    std::mt19937 random(8);
+    for (const auto& size : kSizes) {
+        const Image<std::uint16_t> map = patchyMap(size[0], size[1], 5);
+        sgm::Winners winners;
+        winners.resize(size[0], size[1]);
+        for (int y = 0; y < size[1]; ++y)
+            for (int x = 0; x < size[0]; ++x) {
+                winners.best.at(x, y) = static_cast<std::uint8_t>(random() % 200);
+                winners.second.at(x, y) =
+                    static_cast<std::uint8_t>(winners.best.at(x, y) + random() % 56);
+            }
+        Image<std::uint8_t> out(size[0], size[1]);
+        rateRows(map.view(), winners, out.view(), 0, size[1]);
+        for (int y = 0; y < size[1]; ++y)
+            for (int x = 0; x < size[0]; ++x) {
+                ASSERT_EQ(rateReference(map.view(), winners, x, y), out.at(x, y)) << x << ", " << y;
+                ASSERT_EQ(isDisparity(map.at(x, y)), out.at(x, y) > 0);
+            }
+    }
+}
+
+TEST_P(StagesTest, HalfSizeIsTheMeanOfFour) {
+    std::mt19937 random(6);
+    for (const auto& size : kSizes) {
+        Image<std::uint8_t> in(size[0], size[1]);
+        for (int y = 0; y < size[1]; ++y)
+            for (int x = 0; x < size[0]; ++x) in.at(x, y) = static_cast<std::uint8_t>(random());
+        Image<std::uint8_t> half(halfSize(size[0]), halfSize(size[1]));
+        halveRows(in.view(), half.view(), 0, half.height());
+        for (int y = 0; y < half.height(); ++y)
+            for (int x = 0; x < half.width(); ++x) {
+                int sum = 0;
+                for (int j = 0; j < 2; ++j)
+                    for (int i = 0; i < 2; ++i)
+                        sum += in.at(std::min(2 * x + i, size[0] - 1),
+                                     std::min(2 * y + j, size[1] - 1));
+                ASSERT_EQ((sum + 2) / 4, half.at(x, y)) << x << ", " << y;
+            }
+    }
+}
+
+/// Three parts of one and one of the other, if they agree.
+int blended(int near, int far) {
+    return std::abs(near - far) <= kDisparityScale &&
+                   isDisparity(static_cast<std::uint16_t>(near)) &&
+                   isDisparity(static_cast<std::uint16_t>(far))
+               ? near + static_cast<int>(std::floor((far - near + 2) / 4.0))
+               : near;
+}
+
+TEST_P(StagesTest, UpscalingDoublesAndInterpolates) {
+    for (const auto& size : kSizes) {
+        const int width = size[0], height = size[1];
+        const int half_width = halfSize(width), half_height = halfSize(height);
+        const Image<std::uint16_t> half = patchyMap(half_width, half_height, 7);
+        Image<std::uint16_t> full(width, height);
+        upscaleDisparityRows(half.view(), full.view(), 0, height);
+        const auto other = [](int i, int end) {
+            return std::clamp(i / 2 + (i % 2 == 0 ? -1 : 1), 0, end - 1);
+        };
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                const int v = other(y, half_height), u = other(x, half_width);
+                const int here = blended(half.at(x / 2, y / 2), half.at(x / 2, v));
+                const int there = blended(half.at(u, y / 2), half.at(u, v));
+                const int mixed = blended(here, there);
+                ASSERT_EQ(isDisparity(static_cast<std::uint16_t>(mixed)) ? 2 * mixed : mixed,
+                          full.at(x, y))
+                    << x << ", " << y;
+            }
+    }
+}
+
+/// Flood fill, pixel by pixel.
+void removeSpecklesSlowly(Image<std::uint16_t>& map, int max_pixels, int max_step) {
+    Image<std::uint8_t> seen(map.width(), map.height());
+    for (int y = 0; y < map.height(); ++y)
+        for (int x = 0; x < map.width(); ++x) {
+            if (seen.at(x, y) || !isDisparity(map.at(x, y)))
+                continue;
+            std::vector<std::pair<int, int>> group{{x, y}};
+            seen.at(x, y) = 1;
+            for (std::size_t i = 0; i < group.size(); ++i) {
+                const auto [px, py] = group[i];
+                constexpr int kSteps[4][2] = {{1, 0}, {-1, 0}, {0, 1}, {0, -1}};
+                for (const auto& step : kSteps) {
+                    const int u = px + step[0], v = py + step[1];
+                    if (u < 0 || v < 0 || u >= map.width() || v >= map.height() || seen.at(u, v) ||
+                        !isDisparity(map.at(u, v)) ||
+                        std::abs(map.at(u, v) - map.at(px, py)) > max_step)
+                        continue;
+                    seen.at(u, v) = 1;
+                    group.push_back({u, v});
+                }
+            }
+            if (static_cast<int>(group.size()) <= max_pixels)
+                for (const auto& [px, py] : group) map.at(px, py) = kInvalidDisparity;
+        }
+}
+
+TEST(SpeckleFilter, EqualsAFloodFillForEveryThreadCount) {
+    for (const auto& size : kSizes) {
+        Image<std::uint16_t> expected = patchyMap(size[0], size[1], 9);
+        removeSpecklesSlowly(expected, 20, 20);
+        for (const int threads : {1, 2, 3}) {
+            setThreadCount(threads);
+            Image<std::uint16_t> found = patchyMap(size[0], size[1], 9);
+            SpeckleFilter filter;
+            filter.filter(found.view(), 20, 20);
+            for (int y = 0; y < size[1]; ++y)
+                for (int x = 0; x < size[0]; ++x)
+                    ASSERT_EQ(expected.at(x, y), found.at(x, y)) << x << ", " << y;
+        }
+    }
+    setThreadCount(0);
+}
+
+TEST(EyeCheck, KeepsTheCheapestClaimAndWhatIsLikeIt) {
+    std::uint16_t disparity[] = {16, 16, kInvalidDisparity, 32, 80, 17, 32};
+    const std::uint8_t cost[] = {0, 9, 0, 5, 3, 4, 2};
+    std::uint32_t claims[7];
+    checkEyes(disparity, cost, 7, 20, claims);
+    EXPECT_EQ(kInvalidDisparity, disparity[0]) << "its partner is outside";
+    EXPECT_EQ(16, disparity[1]) << "alone at 0";
+    EXPECT_EQ(32, disparity[3]) << "alone at 1";
+    EXPECT_EQ(32, disparity[6]) << "the cheapest at 4";
+    EXPECT_EQ(17, disparity[5]) << "dearer, but much the same";
+}
+
+TEST(EyeCheck, RejectsTheDearerOfTwoDifferentClaims) {
+    // Pixels 5 and 8 both claim pixel 4 of the right picture.
+    std::uint16_t disparity[9];
+    std::fill(disparity, disparity + 9, kInvalidDisparity);
+    disparity[5] = 16;
+    disparity[8] = 64;
+    const std::uint8_t cost[9] = {0, 0, 0, 0, 0, 30, 0, 0, 10};
+    std::uint32_t claims[9];
+    checkEyes(disparity, cost, 9, 20, claims);
+    EXPECT_EQ(kInvalidDisparity, disparity[5]);
+    EXPECT_EQ(64, disparity[8]);
+}
+
+TEST(NarrowSearch, TakesWhatWasFoundAroundACellAndAllWhereTooMuchFailed) {
+    Image<std::uint16_t> half(96, 32);
+    half.fill(20 * kDisparityScale);
+    for (int y = 0; y < 32; ++y)
+        for (int x = 64; x < 96; ++x) half.at(x, y) = x % 2 ? kInvalidDisparity : 320;
+    sgm::Search search{0, 128, std::vector<sgm::LevelRange>(3)};
+    sgm::narrowSearch(half.view(), 192, 64, search);
+    EXPECT_EQ(40 - sgm::kNarrowMargin, search.ranges[0].begin);
+    EXPECT_EQ(40 + sgm::kNarrowMargin + 2, search.ranges[0].end);
+    EXPECT_EQ(search.ranges[0].end, search.ranges[1].end);
+    EXPECT_EQ(0, search.ranges[2].begin);
+    EXPECT_EQ(128, search.ranges[2].end);
+}
+
+TEST(EdgeAwareFill, FillsUpToTheEdgeOfThePicture) {
+    // A bright object in front of a dark wall; the hole spans the border between both.
+    Image<std::uint8_t> grey(40, 10);
+    DisparityMap map;
+    map.resize(40, 10);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 40; ++x) {
+            grey.at(x, y) = x < 20 ? 200 : 40;
+            map.disparity.at(x, y) = x < 10 ? 640 : x >= 36 ? 160 : kInvalidDisparity;
+            map.confidence.at(x, y) = isDisparity(map.disparity.at(x, y)) ? 150 : 0;
+        }
+    map.disparity.at(38, 5) = kTooNearDisparity;
+    map.confidence.at(38, 5) = 0;
+    EdgeAwareFill fill;
+    fill.fill(grey.view(), map);
+    for (int y = 0; y < 10; ++y)
+        for (int x = 0; x < 40; ++x) {
+            if (x == 38 && y == 5) {
+                EXPECT_EQ(kTooNearDisparity, map.disparity.at(x, y));
+                EXPECT_EQ(0, map.confidence.at(x, y));
+                continue;
+            }
+            EXPECT_EQ(x < 20 ? 640 : 160, map.disparity.at(x, y)) << x << ", " << y;
+            EXPECT_EQ(x < 10 || x >= 36 ? 150 : kFilledConfidence, map.confidence.at(x, y));
+        }
+}
+
+TEST(EdgeAwareFill, LeavesAMapWithoutDisparitiesAsItIs) {
+    Image<std::uint8_t> grey(8, 8);
+    DisparityMap map;
+    map.resize(8, 8);
+    map.disparity.fill(kInvalidDisparity);
+    EdgeAwareFill fill;
+    fill.fill(grey.view(), map);
+    EXPECT_EQ(kInvalidDisparity, map.disparity.at(3, 3));
+    EXPECT_EQ(0, map.confidence.at(3, 3));
+}
+
+TEST(Confidence, TableAscendsWithinItsBounds) {
+    for (int i = 0; i < 256; ++i) {
+        EXPECT_GE(kConfidenceOfScore[i], i > 0 ? kConfidenceOfScore[i - 1] : 1);
+        EXPECT_LE(kConfidenceOfScore[i], kConfidenceScale);
+    }
+}
+
+}  // namespace
+}  // namespace kova::camera
