@@ -1,0 +1,183 @@
+#include "camera/simulation/intersect.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kova::camera {
+
+namespace {
+
+bool intersectPatch(const Primitive& p, const BumpMap& bumps, const Vec3& origin, const Vec3& local,
+                    const Vec3& direction, const Vec3& d, float t_max, RayHit& hit) {
+    // Local y points into the ground: only rays that go down into it count.
+    if (d.y <= 1e-6f || local.y >= 0)
+        return false;
+    const float inverse = 1.0f / d.y;
+    float t = -local.y * inverse;
+    if (t - 200.0f * inverse > t_max)
+        return false;
+    // Newton on the uneven surface; its slopes are smaller than those of the rays that matter.
+    for (int i = 0; i < 3; ++i) {
+        const float h = bumps.height(origin.x + t * direction.x, origin.z + t * direction.z);
+        t = (-local.y - h) * inverse;
+    }
+    if (!(t > 0 && t < t_max))
+        return false;
+    const float x = local.x + t * d.x, z = local.z + t * d.z;
+    if (std::abs(x) > p.half.x || std::abs(z) > p.half.z)
+        return false;
+    hit = {t, 0};
+    return true;
+}
+
+bool intersectBox(const Primitive& p, const Vec3& o, const Vec3& d, float t_max, RayHit& hit) {
+    const float os[3] = {o.x, o.y, o.z}, ds[3] = {d.x, d.y, d.z};
+    const float half[3] = {p.half.x, p.half.y, p.half.z};
+    float enter = 0, leave = t_max;
+    int face = -1;
+    for (int axis = 0; axis < 3; ++axis) {
+        const float inverse = 1.0f / (std::abs(ds[axis]) > 1e-9f ? ds[axis] : 1e-9f);
+        float t0 = (-half[axis] - os[axis]) * inverse, t1 = (half[axis] - os[axis]) * inverse;
+        int side = 0;
+        if (t0 > t1) {
+            std::swap(t0, t1);
+            side = 1;
+        }
+        if (t0 > enter) {
+            enter = t0;
+            face = axis * 2 + side;
+        }
+        leave = std::min(leave, t1);
+        if (enter >= leave)
+            return false;
+    }
+    if (face < 0)
+        return false;  // the origin lies inside
+    hit = {enter, face};
+    return true;
+}
+
+bool intersectCylinder(const Primitive& p, const Vec3& o, const Vec3& d, float t_max, RayHit& hit) {
+    const float a = d.x * d.x + d.z * d.z;
+    const float b = o.x * d.x + o.z * d.z;
+    const float c = o.x * o.x + o.z * o.z - p.half.x * p.half.x;
+    const float root = b * b - a * c;
+    if (root < 0)
+        return false;
+    if (a > 1e-12f && c > 0) {
+        const float t = (-b - std::sqrt(root)) / a;
+        const float y = o.y + t * d.y;
+        if (t > 0 && std::abs(y) <= p.half.y) {
+            if (t >= t_max)
+                return false;
+            hit = {t, 0};
+            return true;
+        }
+    }
+    // One of the ends, seen from outside.
+    if (std::abs(o.y) <= p.half.y || std::abs(d.y) < 1e-9f)
+        return false;
+    const float t = ((o.y < 0 ? -p.half.y : p.half.y) - o.y) / d.y;
+    const float x = o.x + t * d.x, z = o.z + t * d.z;
+    if (!(t > 0 && t < t_max) || x * x + z * z > p.half.x * p.half.x)
+        return false;
+    hit = {t, o.y < 0 ? 1 : 2};
+    return true;
+}
+
+bool intersectEllipsoid(const Primitive& p, const Vec3& origin, const Vec3& direction, float t_max,
+                        RayHit& hit) {
+    const Vec3 o = {origin.x / p.half.x, origin.y / p.half.y, origin.z / p.half.z};
+    const Vec3 d = {direction.x / p.half.x, direction.y / p.half.y, direction.z / p.half.z};
+    const float a = dot(d, d), b = dot(o, d), c = dot(o, o) - 1.0f;
+    const float root = b * b - a * c;
+    if (root < 0 || c <= 0)
+        return false;
+    const float t = (-b - std::sqrt(root)) / a;
+    if (!(t > 0 && t < t_max))
+        return false;
+    hit = {t, 0};
+    return true;
+}
+
+/// Coordinates around a vertical axis: u along the girth, v along the axis.
+void girth(const Vec3& local, float radius, const Mat3& rotation, SurfacePoint& point) {
+    const float r = std::max(std::sqrt(local.x * local.x + local.z * local.z), 1e-3f);
+    point.u = std::atan2(local.z, local.x) * radius;
+    point.v = local.y;
+    point.along_u = rotation * Vec3{-local.z / r, 0, local.x / r};
+}
+
+}  // namespace
+
+bool intersect(const Primitive& primitive, const BumpMap& bumps, const Vec3& origin,
+               const Vec3& origin_local, const Vec3& direction, float t_max, RayHit& hit) {
+    const Vec3 d = primitive.rotation.transposed(direction);
+    switch (primitive.shape) {
+        case Shape::kPatch:
+            return intersectPatch(primitive, bumps, origin, origin_local, direction, d, t_max, hit);
+        case Shape::kBox:
+            return intersectBox(primitive, origin_local, d, t_max, hit);
+        case Shape::kCylinder:
+            return intersectCylinder(primitive, origin_local, d, t_max, hit);
+        case Shape::kEllipsoid:
+            return intersectEllipsoid(primitive, origin_local, d, t_max, hit);
+    }
+    return false;
+}
+
+SurfacePoint surfaceAt(const Primitive& p, const Vec3& position, int face) {
+    SurfacePoint point;
+    point.position = position;
+    const Vec3 local = p.rotation.transposed(position - p.centre);
+    const Vec3 axis_x = p.rotation.column(0), axis_y = p.rotation.column(1),
+               axis_z = p.rotation.column(2);
+    const auto flat = [&](const Vec3& normal) {
+        point.normal = normal;
+        point.along_u = axis_x;
+        point.along_v = axis_z;
+        point.u = local.x;
+        point.v = local.z;
+    };
+    switch (p.shape) {
+        case Shape::kPatch:
+            flat(axis_y * -1.0f);
+            break;
+        case Shape::kBox: {
+            const float sign = face & 1 ? 1.0f : -1.0f;
+            const int axis = face >> 1;
+            if (axis == 1) {
+                flat(axis_y * sign);
+                break;
+            }
+            point.normal = (axis == 0 ? axis_x : axis_z) * sign;
+            point.along_u = axis == 0 ? axis_z : axis_x;
+            point.along_v = axis_y;
+            // Each face shows another part of the texture.
+            point.u = (axis == 0 ? local.z : local.x) + static_cast<float>(face) * 613.0f;
+            point.v = local.y;
+            break;
+        }
+        case Shape::kCylinder:
+            if (face != 0) {
+                flat(axis_y * (face == 1 ? -1.0f : 1.0f));
+                break;
+            }
+            girth(local, p.half.x, p.rotation, point);
+            point.normal = normalized(p.rotation * Vec3{local.x, 0, local.z});
+            point.along_v = axis_y;
+            break;
+        case Shape::kEllipsoid: {
+            girth(local, p.half.x, p.rotation, point);
+            point.normal = normalized(p.rotation * Vec3{local.x / (p.half.x * p.half.x),
+                                                        local.y / (p.half.y * p.half.y),
+                                                        local.z / (p.half.z * p.half.z)});
+            const Vec3 n = point.normal, u = point.along_u;
+            point.along_v = {n.y * u.z - n.z * u.y, n.z * u.x - n.x * u.z, n.x * u.y - n.y * u.x};
+            break;
+        }
+    }
+    return point;
+}
+
+}  // namespace kova::camera

@@ -1,0 +1,206 @@
+#include "camera/simulation/renderer.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "camera/base/parallel.h"
+#include "camera/simulation/film.h"
+
+namespace kova::camera {
+namespace {
+
+RigOptions smallRig(bool exact) {
+    RigOptions options;
+    options.width = 320;
+    options.height = 200;
+    options.residual = !exact;
+    options.optics = !exact;
+    options.noise_scale = exact ? 0 : 1;
+    return options;
+}
+
+Renderer makeRenderer(const std::string& name, std::uint32_t seed, const RigOptions& rig,
+                      const SceneOptions& options = {}, bool motion_blur = true) {
+    Result<Scene> scene = makeScene(name, seed, options);
+    EXPECT_TRUE(scene.ok()) << scene.status().message();
+    RenderOptions render;
+    render.motion_blur = motion_blur;
+    return Renderer(std::move(scene.value()), makeRig(rig), render);
+}
+
+std::vector<std::uint8_t> picture(const std::string& name, std::uint32_t seed) {
+    Renderer renderer = makeRenderer(name, seed, smallRig(false));
+    LightPair light;
+    renderer.render(0.5, 0.005, light);
+    std::vector<std::uint8_t> bytes;
+    Film(renderer.rig()).expose(light, {}, 3, bytes);
+    return bytes;
+}
+
+struct ThreadCount {
+    explicit ThreadCount(int threads) { setThreadCount(threads); }
+    ~ThreadCount() { setThreadCount(0); }
+};
+
+TEST(Renderer, SameBytesForSameSeedOnAnyNumberOfThreads) {
+    std::vector<std::uint8_t> one, three;
+    {
+        const ThreadCount threads(1);
+        one = picture("room", 5);
+    }
+    {
+        const ThreadCount threads(3);
+        three = picture("room", 5);
+    }
+    EXPECT_EQ(one, three);
+    EXPECT_NE(one, picture("room", 6));
+}
+
+TEST(Renderer, EverySceneShowsSomethingAndHasTruth) {
+    for (const SceneDescription& scene : sceneList()) {
+        Renderer renderer = makeRenderer(scene.name, 2, smallRig(false));
+        LightPair light;
+        renderer.render(1.0, 0.005, light);
+        FrameTruth truth;
+        renderer.truth(1.0, 0.005, truth);
+        EXPECT_GT(meanLight(light), scene.name == "low_light" ? 2.0 : 40.0) << scene.name;
+        int ground = 0, labels = 0;
+        for (int y = 0; y < 200; ++y)
+            for (int x = 0; x < 320; ++x) {
+                ground += truth.label.at(x, y) == static_cast<int>(SurfaceLabel::kGround);
+                labels |= 1 << truth.label.at(x, y);
+                ASSERT_GT(truth.depth_mm.at(x, y), 0.0f) << scene.name;
+            }
+        EXPECT_GT(ground, 320 * 200 / 50) << scene.name;
+        EXPECT_NE(labels, 1 << static_cast<int>(SurfaceLabel::kGround)) << scene.name;
+        if (scene.name == "stairs" || scene.name == "table_edge") {
+            EXPECT_TRUE(labels & 1 << static_cast<int>(SurfaceLabel::kDrop)) << scene.name;
+        }
+    }
+}
+
+TEST(Renderer, DepthOfWallAndFlatGroundIsAnalytic) {
+    SceneOptions options;
+    options.flat_ground = true;
+    options.tilt_deg = 8;
+    Renderer renderer = makeRenderer("wall", 1, smallRig(true), options);
+    FrameTruth truth;
+    renderer.truth(0, 0.005, truth);
+    const CameraIntrinsics& eye = renderer.rig().given.left;
+    const double s = std::sin(8 * kRadPerDeg), c = std::cos(8 * kRadPerDeg);
+    int checked = 0;
+    for (int y = 0; y < 200; y += 7)
+        for (int x = 0; x < 320; x += 13) {
+            // The ray (X, Y, 1) in the world: it sinks by c Y + s and advances by c - s Y.
+            const double v = (y - eye.cy) / eye.fy;
+            const double sink = c * v + s, advance = c - s * v;
+            const double wall = 3000 / advance;
+            const double ground = sink > 0 ? 600 / sink : 1e12;
+            if (std::abs(wall - ground) < 5)
+                continue;
+            EXPECT_NEAR(truth.depth_mm.at(x, y), std::min(wall, ground), 0.05);
+            EXPECT_EQ(
+                truth.label.at(x, y),
+                static_cast<int>(wall < ground ? SurfaceLabel::kObstacle : SurfaceLabel::kGround));
+            ++checked;
+        }
+    EXPECT_GT(checked, 600);
+}
+
+double sampleRow(const Image<std::uint16_t>& image, double x, int y) {
+    const int i = static_cast<int>(std::floor(x));
+    const double f = x - i;
+    return image.at(i, y) * (1 - f) + image.at(i + 1, y) * f;
+}
+
+/// Mean absolute difference of the left picture to the right one moved by the true disparity,
+/// after an extra shift, in grey levels.
+double reprojectionError(Renderer& renderer, double shift_px) {
+    LightPair light;
+    renderer.render(0.7, 0.005, light);
+    FrameTruth truth;
+    renderer.truth(0.7, 0.005, truth);
+    const double fb = renderer.rig().given.left.fx * 120;
+    double sum = 0;
+    int count = 0;
+    for (int y = 2; y < 198; ++y)
+        for (int x = 60; x < 316; ++x) {
+            const float z = truth.depth_mm.at(x, y);
+            // Only where the surface is smooth around the pixel, and so visible to both eyes.
+            if (!std::isfinite(z) || std::abs(z - truth.depth_mm.at(x - 3, y)) > 0.01f * z ||
+                std::abs(z - truth.depth_mm.at(x + 3, y)) > 0.01f * z)
+                continue;
+            const double xr = x - fb / z + shift_px;
+            if (xr < 1 || xr > 317)
+                continue;
+            sum += std::abs(light.left.at(x, y) - sampleRow(light.right, xr, y));
+            ++count;
+        }
+    EXPECT_GT(count, 10000);
+    return sum / count / kLightUnit;
+}
+
+TEST(Renderer, TrueDisparityLinksBothPictures) {
+    Renderer renderer = makeRenderer("corridor", 3, smallRig(true), {}, false);
+    const double right = reprojectionError(renderer, 0);
+    EXPECT_LT(right, 1.6);
+    EXPECT_GT(reprojectionError(renderer, 1.0), 1.5 * right);
+    EXPECT_GT(reprojectionError(renderer, -1.0), 1.5 * right);
+}
+
+TEST(Renderer, ResidualErrorIsSmallAndDiffersBySeed) {
+    RigOptions options = smallRig(false);
+    const SimulatedRig first = makeRig(options);
+    options.seed = 2;
+    const SimulatedRig second = makeRig(options);
+    EXPECT_NE(first.rendered.right.cy, second.rendered.right.cy);
+    for (const SimulatedRig& rig : {first, second}) {
+        EXPECT_TRUE(rig.given.check().ok());
+        EXPECT_TRUE(rig.rendered.check().ok());
+        // Points far away: their rows and columns in both eyes.
+        double vertical = 0, horizontal = 0;
+        int count = 0;
+        for (int y = 0; y < 200; y += 20)
+            for (int x = 0; x < 320; x += 20) {
+                const auto d = directionOfPixel(rig.rendered.left, x, y);
+                const auto& r = rig.rendered.right_from_left;
+                const double w = r[6] * d[0] + r[7] * d[1] + r[8];
+                const auto p =
+                    pixelOfDirection(rig.rendered.right, (r[0] * d[0] + r[1] * d[1] + r[2]) / w,
+                                     (r[3] * d[0] + r[4] * d[1] + r[5]) / w);
+                vertical += (p[1] - y) * (p[1] - y);
+                horizontal += p[0] - x;
+                ++count;
+            }
+        EXPECT_NEAR(std::sqrt(vertical / count), 0.2, 0.03);
+        EXPECT_GT(std::abs(horizontal / count), 0.08);
+        EXPECT_LT(std::abs(horizontal / count), 0.33);
+    }
+}
+
+TEST(Renderer, LensDistortionIsUndoneByItsInverse) {
+    RigOptions options = smallRig(false);
+    options.lens_distortion = true;
+    const SimulatedRig rig = makeRig(options);
+    EXPECT_FALSE(rig.given.rectified);
+    EXPECT_TRUE(rig.given.check().ok());
+    for (int y = 0; y < 200; y += 33)
+        for (int x = 0; x < 320; x += 29) {
+            const auto d = directionOfPixel(rig.rendered.left, x, y);
+            const auto p = pixelOfDirection(rig.rendered.left, d[0], d[1]);
+            EXPECT_NEAR(p[0], x, 1e-6);
+            EXPECT_NEAR(p[1], y, 1e-6);
+        }
+}
+
+TEST(Scene, UnknownNameListsTheKnownOnes) {
+    const Result<Scene> scene = makeScene("moon", 1);
+    ASSERT_FALSE(scene.ok());
+    EXPECT_EQ(scene.status().code(), ErrorCode::kInvalidArgument);
+    EXPECT_NE(scene.status().message().find("corridor"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace kova::camera
