@@ -27,7 +27,14 @@ int topViewHeight();
 void paintImageView(bino::OBSTACLE_VIEW_TYPE type, const ViewInput& input,
                     const DetectionFrame& frame, const ImageView<Rgba>& out);
 
-/// Paints the top view; `out` has topViewWidth() x topViewHeight() pixels.
+/// Colour of an obstacle in the top view. In the side range: beyond far green, mid to far yellow,
+/// near to mid orange, below near red. Outside of it: beyond mid green, near to mid yellow, below
+/// near orange. See zoneOf() for the borders.
+Rgba topViewColour(float ahead_mm, float lateral_mm);
+
+/// Paints the top view, the camera at the middle of the lower edge, looking up: obstacles in the
+/// colours of topViewColour(), ground seen without a gap in a lighter grey; `out` has
+/// topViewWidth() x topViewHeight() pixels.
 void paintTopView(const DetectionFrame& frame, const ImageView<Rgba>& out);
 
 /// Copies the ground map: 0 obstacle, 127 not sure, 255 ground. `out` may be wider than the frame

@@ -1,0 +1,148 @@
+#include "camera/detection/detector.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "camera/detection/cell_grid.h"
+#include "camera/detection/gravity_filter.h"
+#include "camera/detection/ground_map.h"
+#include "camera/detection/ground_tracker.h"
+#include "camera/detection/obstacle_tracker.h"
+#include "camera/detection/stixel_filter.h"
+#include "camera/detection/stixel_search.h"
+
+namespace kova::camera {
+
+namespace {
+
+constexpr int kReferenceWidth = 1280;
+constexpr int kHdWidth = 1000;  // from here on a bin has 4 rows
+constexpr int kDarkMedian = 12;
+constexpr int kSaturatedValue = 252;
+constexpr float kSaturatedPart = 0.2f;
+constexpr float kLowTexturePart = 0.25f;
+
+/// Looks at every fourth pixel of every fourth row.
+DetectionHealth judgePicture(const ImageView<const std::uint8_t>& left, const CellGrid& grid) {
+    DetectionHealth health;
+    int histogram[256] = {};
+    int count = 0;
+    for (int y = 0; y < left.height; y += 4)
+        for (int x = 0; x < left.width; x += 4) {
+            ++histogram[left.at(x, y)];
+            ++count;
+        }
+    double sum = 0;
+    int below = 0;
+    int median = 255;
+    int saturated = 0;
+    for (int value = 0; value < 256; ++value) {
+        sum += static_cast<double>(value) * histogram[value];
+        below += histogram[value];
+        if (median == 255 && 2 * below >= count)
+            median = value;
+        if (value >= kSaturatedValue)
+            saturated += histogram[value];
+    }
+    const float all = static_cast<float>(std::max(1, count));
+    health.brightness = static_cast<float>(sum) / all;
+    health.saturated_part = static_cast<float>(saturated) / all;
+    health.too_dark = median < kDarkMedian;
+    health.saturated = health.saturated_part > kSaturatedPart;
+    const auto empty = std::count(grid.kind.begin(), grid.kind.end(), CellKind::kEmpty);
+    health.measured_part = 1 - static_cast<float>(empty) /
+                                   static_cast<float>(std::max<std::size_t>(1, grid.kind.size()));
+    health.low_texture = health.measured_part < kLowTexturePart;
+    return health;
+}
+
+}  // namespace
+
+struct Detector::Impl {
+    CellGrid grid;
+    GravityFilter gravity;
+    GroundTracker ground;
+    StixelSearch search;
+    StixelFilter filter;
+    ObstacleTracker obstacles;
+    GroundMapper mapper;
+    int width = 0, height = 0, column_px = 0;
+    float max_disparity = 0;
+
+    void fit(const DetectionInput& input, const DetectionSettings& settings) {
+        const RectifiedGeometry& geometry = input.geometry;
+        const int columns_px = std::clamp(
+            (settings.stixels.width * geometry.width + kReferenceWidth / 2) / kReferenceWidth, 2,
+            128);
+        const float end = static_cast<float>(input.max_disparity + geometry.disparityOffset());
+        if (width == geometry.width && height == geometry.height && column_px == columns_px &&
+            max_disparity == end)
+            return;
+        if (width != geometry.width || height != geometry.height)
+            reset();
+        width = geometry.width;
+        height = geometry.height;
+        column_px = columns_px;
+        max_disparity = end;
+        grid.resize(width, height, column_px, width >= kHdWidth ? 4 : 2);
+        search.resize(grid, end);
+    }
+
+    void reset() {
+        gravity.reset();
+        ground.reset();
+        obstacles.reset();
+    }
+};
+
+Detector::Detector() : impl_(std::make_unique<Impl>()) {}
+Detector::~Detector() = default;
+
+void Detector::reset() {
+    impl_->reset();
+}
+
+void Detector::detect(const DetectionInput& input, const DetectionSettings& settings,
+                      DetectionFrame& frame) {
+    Impl& my = *impl_;
+    my.fit(input, settings);
+    frame.t_ns = input.t_ns;
+    frame.width = input.geometry.width;
+    frame.height = input.geometry.height;
+    frame.column_px = my.column_px;
+    frame.geometry = input.geometry;
+    frame.ground_map.resize(frame.width, frame.height);
+
+    const bool imu = settings.use_imu && input.imu;
+    if (imu)
+        my.gravity.update(*input.imu);
+    const GravityFilter* gravity = imu && my.gravity.ready() ? &my.gravity : nullptr;
+
+    StixelContext context;
+    context.grid = &my.grid;
+    context.map = input.map;
+    context.geometry = input.geometry;
+    context.ground = &frame.ground;
+    context.max_disparity = my.max_disparity;
+    context.obstacles = settings.obstacles;
+    context.stixels = settings.stixels;
+    context.stixels.crop_top = std::clamp(context.stixels.crop_top, 0, frame.height);
+    context.stixels.crop_bottom =
+        std::clamp(context.stixels.crop_bottom, 0, frame.height - context.stixels.crop_top);
+
+    my.grid.reduce(*input.map, input.geometry.disparityOffset(), context.stixels.crop_top,
+                   context.stixels.crop_bottom);
+    frame.health = judgePicture(input.left, my.grid);
+    frame.health.dropped_frames = input.dropped_frames;
+    frame.ground = my.ground.update(my.grid, input.geometry, gravity, input.t_ns,
+                                    static_cast<float>(settings.obstacles.ground_min_support) / 100,
+                                    settings.temporal);
+    my.search.run(my.grid,
+                  frame.ground.state == GroundState::kLost ? nullptr : &frame.ground.model);
+    my.filter.run(context, my.search, frame);
+    my.obstacles.update(input.geometry, gravity ? &gravity->rotation() : nullptr, settings.temporal,
+                        frame);
+    my.mapper.run(context, my.search, input.left, frame);
+}
+
+}  // namespace kova::camera

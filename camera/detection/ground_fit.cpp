@@ -1,0 +1,280 @@
+#include "camera/detection/ground_fit.h"
+
+#include <Eigen/Dense>
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+#include "camera/detection/ground_profile.h"
+
+namespace kova::camera {
+
+namespace {
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr double kDegree = kPi / 180;
+constexpr double kGravitySigma = 2 * kDegree;
+constexpr double kRollSigma = 3 * kDegree;
+constexpr double kTrackAngleSigma = 1.5 * kDegree;
+constexpr double kTrackHeightSigma = 0.05;
+constexpr double kMinHeightMm = 80;
+constexpr double kMaxHeightMm = 5000;
+constexpr double kMaxPitch = 40 * kDegree;
+constexpr double kMaxRoll = 15 * kDegree;
+constexpr double kMaxGravityError = 10 * kDegree;
+constexpr int kHypotheses = 240;
+constexpr std::size_t kMaxScored = 2500;
+constexpr float kMinArea = 0.02f;
+constexpr float kMinPlaneDisparity = 1;
+constexpr int kIterations = 8;
+
+double angleBetween(const std::array<double, 3>& p, const std::array<double, 3>& q) {
+    return std::acos(std::clamp(p[0] * q[0] + p[1] * q[1] + p[2] * q[2], -1.0, 1.0));
+}
+
+bool plausible(const GroundModel& model, const GroundPrior& prior) {
+    if (model.height_mm < kMinHeightMm || model.height_mm > kMaxHeightMm)
+        return false;
+    if (prior.has_gravity)
+        return angleBetween(model.down, prior.down) <= kMaxGravityError;
+    return std::fabs(model.pitch()) <= kMaxPitch && std::fabs(model.roll()) <= kMaxRoll;
+}
+
+/// Rows per pixel offset over which the gradient down a column is taken.
+int gradientBins(const CellGrid& grid) {
+    return std::max(1, 8 / grid.binPx());
+}
+
+}  // namespace
+
+void GroundFitter::collect(const CellGrid& grid) {
+    samples_.clear();
+    ground_like_.clear();
+    scored_.clear();
+    const int reach = gradientBins(grid);
+    const auto measured = [&](int column, int bin) {
+        return bin >= 0 && bin < grid.bins() &&
+               grid.kind[grid.index(column, bin)] == CellKind::kMeasured;
+    };
+    for (int column = 0; column < grid.columns(); ++column) {
+        for (int bin = 0; bin < grid.bins(); ++bin) {
+            if (!measured(column, bin))
+                continue;
+            const std::size_t cell = grid.index(column, bin);
+            const int above = measured(column, bin - reach) ? bin - reach : bin;
+            const int below = measured(column, bin + reach) ? bin + reach : bin;
+            Sample sample;
+            sample.u = grid.centreX(column);
+            sample.v = grid.centreY(bin);
+            sample.d = grid.disparity[cell];
+            sample.gradient = 0;
+            if (below > above)
+                sample.gradient = (grid.disparity[grid.index(column, below)] -
+                                   grid.disparity[grid.index(column, above)]) /
+                                  static_cast<float>((below - above) * grid.binPx());
+            sample.weight = grid.weight[cell] * grid.confidence[cell];
+            if (sample.gradient > 0.015f && grid.confidence[cell] > 0.3f)
+                ground_like_.push_back(static_cast<std::uint32_t>(samples_.size()));
+            samples_.push_back(sample);
+        }
+    }
+    const std::size_t step = std::max<std::size_t>(1, samples_.size() / kMaxScored);
+    for (std::size_t i = 0; i < samples_.size(); i += step)
+        scored_.push_back(static_cast<std::uint32_t>(i));
+}
+
+/// Explained cells less those clearly below, weighted, times how well the priors agree.
+float GroundFitter::score(const GroundModel& model, const GroundPrior& prior) const {
+    float sum = 0;
+    const float a = static_cast<float>(model.a);
+    const float b = static_cast<float>(model.b);
+    const float c = static_cast<float>(model.c);
+    const float min_gradient = 0.4f * b;
+    const float max_gradient = 2.5f * b;
+    for (const std::uint32_t i : scored_) {
+        const Sample& sample = samples_[i];
+        const float s = a * sample.u + b * sample.v + c;
+        if (s < kMinPlaneDisparity)
+            continue;
+        const float tolerance = groundTolerance(s);
+        const float r = sample.d - s;
+        if (r < -4 * tolerance) {
+            sum -= 0.7f * sample.weight;
+        } else if (std::fabs(r) < tolerance && sample.gradient > min_gradient &&
+                   sample.gradient < max_gradient) {
+            const float t = r / tolerance;
+            sum += sample.weight * (1 - t * t);
+        }
+    }
+    double disagreement = 0;
+    if (prior.has_gravity) {
+        const double e = angleBetween(model.down, prior.down) / kGravitySigma;
+        disagreement = e * e;
+    } else {
+        const double e = model.roll() / kRollSigma;
+        disagreement = e * e;
+    }
+    if (prior.has_track) {
+        const double e = angleBetween(model.down, prior.track.down) / kTrackAngleSigma;
+        const double g = std::log(model.height_mm / prior.track.height_mm) / kTrackHeightSigma;
+        disagreement += std::min(9.0, e * e + g * g);
+    }
+    return sum * static_cast<float>(1 - std::min(0.6, 0.02 * disagreement));
+}
+
+GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const GroundPrior& prior,
+                                 float& best) const {
+    GroundModel model;
+    best = 0;
+    if (prior.has_track && plausible(prior.track, prior)) {
+        model = prior.track;
+        model.flat = true;
+        best = score(model, prior);
+    }
+    if (ground_like_.size() < 30)
+        return model;
+    std::mt19937 random(20240229);
+    const auto draw = [&]() -> const Sample& {
+        return samples_[ground_like_[random() % ground_like_.size()]];
+    };
+    const double prior_roll = std::atan2(prior.down[0], prior.down[1]);
+    const double roll_sigma = prior.has_gravity ? kGravitySigma : kRollSigma;
+    for (int i = 0; i < kHypotheses; ++i) {
+        const Sample& p = draw();
+        const Sample& q = draw();
+        GroundModel trial;
+        bool ok = false;
+        if (i % 3 != 0) {
+            // Two points and a drawn roll; the sum of three uniform numbers is nearly normal.
+            double z = 0;
+            for (int k = 0; k < 3; ++k) z += static_cast<double>(random() % 2001) / 1000 - 1;
+            const double lean = std::tan(prior_roll + z * roll_sigma) * geometry.fy / geometry.fx;
+            const double qp = p.v + lean * p.u;
+            const double qq = q.v + lean * q.u;
+            if (std::fabs(qp - qq) < 4)
+                continue;
+            const double b = (p.d - q.d) / (qp - qq);
+            ok = GroundModel::fromCoefficients(lean * b, b, p.d - b * qp, geometry, trial);
+        } else {
+            const Sample& r = draw();
+            const double ux = q.u - p.u, vx = q.v - p.v, dx = q.d - p.d;
+            const double uy = r.u - p.u, vy = r.v - p.v, dy = r.d - p.d;
+            const double det = ux * vy - uy * vx;
+            if (std::fabs(det) < 100)
+                continue;
+            const double a = (dx * vy - dy * vx) / det;
+            const double b = (ux * dy - uy * dx) / det;
+            ok = GroundModel::fromCoefficients(a, b, p.d - a * p.u - b * p.v, geometry, trial);
+        }
+        if (!ok || !plausible(trial, prior))
+            continue;
+        const float value = score(trial, prior);
+        if (value > best) {
+            best = value;
+            model = trial;
+        }
+    }
+    return model;
+}
+
+void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& prior,
+                          GroundModel& model) const {
+    constexpr double kCellSigma = 0.35;  // [px] of one independent measurement
+    for (int iteration = 0; iteration < kIterations; ++iteration) {
+        // d = A x + B y + C in normalised picture coordinates: (A, B, C) is the plane's normal,
+        // scaled, so that the priors are linear.
+        Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
+        Eigen::Vector3d side = Eigen::Vector3d::Zero();
+        const auto add = [&](const Eigen::Vector3d& row, double value, double weight) {
+            matrix += weight * row * row.transpose();
+            side += weight * value * row;
+        };
+        const double wide = iteration < 3 ? 2.0 : 1.3;
+        for (const Sample& sample : samples_) {
+            const double s = model.planeAt(sample.u, sample.v);
+            if (s < kMinPlaneDisparity || sample.gradient < 0.4 * model.b ||
+                sample.gradient > 2.5 * model.b)
+                continue;
+            const double t = (sample.d - s) / (wide * groundTolerance(static_cast<float>(s)));
+            if (std::fabs(t) >= 1)
+                continue;
+            const double tukey = (1 - t * t) * (1 - t * t);
+            add({(sample.u - geometry.cx) / geometry.fx, (sample.v - geometry.cy) / geometry.fy, 1},
+                sample.d, tukey * sample.weight / (kCellSigma * kCellSigma));
+        }
+        const double scale = model.b * geometry.fy;
+        const auto angle = [&](const std::array<double, 3>& down, double sigma, bool pitch) {
+            const double weight = 1 / (sigma * sigma * scale * scale);
+            add({1, -down[0] / down[1], 0}, 0, weight);
+            if (pitch)
+                add({0, -down[2] / down[1], 1}, 0, weight);
+        };
+        angle(prior.down, prior.has_gravity ? kGravitySigma : kRollSigma, prior.has_gravity);
+        if (prior.has_track) {
+            angle(prior.track.down, kTrackAngleSigma, true);
+            const double track_scale = prior.track.b * geometry.fy;
+            const double sigma = kTrackHeightSigma * track_scale;
+            add({0, 1, 0}, track_scale, 1 / (sigma * sigma));
+        }
+        if (std::fabs(matrix.determinant()) < 1e-9)
+            return;
+        const Eigen::Vector3d x = matrix.ldlt().solve(side);
+        GroundModel next;
+        const double a = x[0] / geometry.fx;
+        const double b = x[1] / geometry.fy;
+        if (!GroundModel::fromCoefficients(a, b, x[2] - a * geometry.cx - b * geometry.cy, geometry,
+                                           next))
+            return;
+        model = next;
+    }
+}
+
+void GroundFitter::judge(const CellGrid& grid, float min_support, GroundFit& fit) const {
+    const GroundModel& model = fit.model;
+    float inliers = 0;
+    float below = 0;
+    int cells = 0;
+    float low_u = 1e9f, high_u = -1, low_v = 1e9f, high_v = -1;
+    for (const Sample& sample : samples_) {
+        const float s = static_cast<float>(model.planeAt(sample.u, sample.v));
+        if (s < kMinPlaneDisparity)
+            continue;
+        const float tolerance = 1.5f * groundTolerance(s);
+        const float r = sample.d - model.groundOf(s);
+        if (std::fabs(r) <= tolerance && sample.gradient > 0.3f * static_cast<float>(model.b)) {
+            inliers += sample.weight;
+            ++cells;
+            low_u = std::min(low_u, sample.u);
+            high_u = std::max(high_u, sample.u);
+            low_v = std::min(low_v, sample.v);
+            high_v = std::max(high_v, sample.v);
+        } else if (r < -2 * tolerance) {
+            below += sample.weight;
+        }
+    }
+    fit.support = inliers > 0 ? inliers / (inliers + below) : 0;
+    fit.area = static_cast<float>(cells) / static_cast<float>(grid.columns() * grid.bins());
+    const bool wide =
+        high_u - low_u > 0.12f * static_cast<float>(grid.columnEnd(grid.columns() - 1));
+    const bool high = high_v - low_v > static_cast<float>(std::max(16, 5 * grid.binPx()));
+    fit.found = fit.support >= min_support && fit.area >= kMinArea && wide && high;
+}
+
+GroundFit GroundFitter::fit(const CellGrid& grid, const RectifiedGeometry& geometry,
+                            const GroundPrior& prior, float min_support) {
+    GroundFit result;
+    collect(grid);
+    float best = 0;
+    result.model = search(geometry, prior, best);
+    if (best <= 0)
+        return result;
+    refine(geometry, prior, result.model);
+    if (!plausible(result.model, prior))
+        return result;
+    fitGroundProfile(grid, geometry, prior.has_track ? &prior.track : nullptr, result.model);
+    judge(grid, min_support, result);
+    return result;
+}
+
+}  // namespace kova::camera

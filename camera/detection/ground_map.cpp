@@ -1,0 +1,172 @@
+#include "camera/detection/ground_map.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "camera/base/parallel.h"
+#include "camera/detection/ground_profile.h"
+
+namespace kova::camera {
+
+namespace {
+
+constexpr std::int32_t kUnsure = -1;
+constexpr std::int32_t kGround = -2;
+constexpr std::uint8_t kMapObstacle = 0;
+constexpr std::uint8_t kMapUnsure = 127;
+constexpr std::uint8_t kMapGround = 255;
+constexpr std::uint8_t kSaturated = 252;
+constexpr float kUnit10mInMm = 10000;
+constexpr float kDegreesPerRadian = 57.29577951f;
+
+}  // namespace
+
+void GroundMapper::labelRows(const StixelContext& context, const StixelSearch& search,
+                             const DetectionFrame& frame) {
+    const int columns = context.grid->columns();
+    height_ = context.geometry.height;
+    labels_.assign(static_cast<std::size_t>(columns) * height_, kUnsure);
+    const GroundModel& ground = context.ground->model;
+    if (context.ground->state != GroundState::kLost) {
+        for (int column = 0; column < columns; ++column) {
+            std::int32_t* label = labels_.data() + static_cast<std::size_t>(column) * height_;
+            const double u = context.grid->centreX(column);
+            for (const Segment& segment : search.segments(column)) {
+                if (segment.kind != SegmentKind::kGround)
+                    continue;
+                for (int y = segment.y_top; y < segment.y_bottom; ++y) {
+                    const float s = static_cast<float>(ground.planeAt(u, y));
+                    if (s > 1 &&
+                        std::fabs(ground.slopeAt(s, context.geometry)) * kDegreesPerRadian <=
+                            context.obstacles.max_ground_slope)
+                        label[y] = kGround;
+                }
+            }
+        }
+    }
+    for (std::size_t i = 0; i < frame.stixels.size(); ++i) {
+        const Stixel& stixel = frame.stixels[i];
+        std::int32_t* label = labels_.data() + static_cast<std::size_t>(stixel.column) * height_;
+        for (int y = stixel.y_top; y < stixel.y_bottom; ++y)
+            label[y] = stixel.confirmed ? static_cast<std::int32_t>(i) : kUnsure;
+    }
+}
+
+void GroundMapper::dropSmallRegions(const StixelContext& context) {
+    const CellGrid& grid = *context.grid;
+    const int columns = grid.columns();
+    const int bins = grid.bins();
+    const auto isGround = [&](int column, int bin) {
+        const int y = std::min(height_ - 1, bin * grid.binPx() + grid.binPx() / 2);
+        return labels_[static_cast<std::size_t>(column) * height_ + y] == kGround;
+    };
+    const double least = context.obstacles.ground_min_region * 0.001 *
+                         static_cast<double>(context.geometry.width) * context.geometry.height;
+    region_.assign(static_cast<std::size_t>(columns) * bins, 0);
+    std::int32_t region = 0;
+    for (int start = 0; start < columns * bins; ++start) {
+        if (region_[start] != 0 || !isGround(start / bins, start % bins))
+            continue;
+        ++region;
+        stack_.clear();
+        stack_.push_back(start);
+        region_[start] = region;
+        double area = 0;
+        for (std::size_t next = 0; next < stack_.size(); ++next) {
+            const int column = stack_[next] / bins;
+            const int bin = stack_[next] % bins;
+            area += static_cast<double>(grid.columnEnd(column) - grid.columnBegin(column)) *
+                    (grid.binEnd(bin) - bin * grid.binPx());
+            const int neighbours[4][2] = {
+                {column - 1, bin}, {column + 1, bin}, {column, bin - 1}, {column, bin + 1}};
+            for (const auto& n : neighbours) {
+                if (n[0] < 0 || n[0] >= columns || n[1] < 0 || n[1] >= bins)
+                    continue;
+                const int cell = n[0] * bins + n[1];
+                if (region_[cell] == 0 && isGround(n[0], n[1])) {
+                    region_[cell] = region;
+                    stack_.push_back(cell);
+                }
+            }
+        }
+        if (area >= least)
+            continue;
+        for (const std::int32_t cell : stack_) {
+            const int column = cell / bins;
+            const int bin = cell % bins;
+            std::int32_t* label = labels_.data() + static_cast<std::size_t>(column) * height_;
+            for (int y = bin * grid.binPx(); y < grid.binEnd(bin); ++y)
+                if (label[y] == kGround)
+                    label[y] = kUnsure;
+        }
+    }
+}
+
+void GroundMapper::paintRow(const StixelContext& context, const ImageView<const std::uint8_t>& left,
+                            int y, DetectionFrame& frame) const {
+    const CellGrid& grid = *context.grid;
+    const GroundModel& ground = context.ground->model;
+    const float offset = static_cast<float>(context.geometry.disparityOffset());
+    const std::uint16_t* d = context.map->disparity.row(y);
+    const std::uint8_t* sure = context.map->confidence.row(y);
+    const std::uint8_t* grey = left.row(y);
+    std::uint8_t* out = frame.ground_map.row(y);
+    std::fill(out, out + frame.width, kMapUnsure);
+    for (int column = 0; column < grid.columns(); ++column) {
+        const std::int32_t label = labels_[static_cast<std::size_t>(column) * height_ + y];
+        if (label == kUnsure)
+            continue;
+        float expected;
+        float tolerance;
+        std::uint8_t value;
+        if (label == kGround) {
+            const float s = static_cast<float>(ground.planeAt(grid.centreX(column), y));
+            expected = ground.groundOf(s);
+            // A pixel is noisier than a cell; higher than the foot of an obstacle is not ground.
+            const float foot = context.obstacles.obstacle_foot_height * kUnit10mInMm;
+            tolerance =
+                std::max(2 * groundTolerance(s), s * foot / static_cast<float>(ground.height_mm));
+            value = kMapGround;
+        } else {
+            const Stixel& stixel = frame.stixels[static_cast<std::size_t>(label)];
+            expected = stixel.disparity;
+            tolerance = 1.5f + 0.06f * expected;
+            value = kMapObstacle;
+            if (stixel.too_near) {
+                for (int x = stixel.x_begin; x < stixel.x_end; ++x)
+                    if (d[x] == kTooNearDisparity)
+                        out[x] = kMapObstacle;
+                continue;
+            }
+        }
+        const int low = static_cast<int>((expected - offset - tolerance) * kDisparityScale);
+        const int high = static_cast<int>((expected - offset + tolerance) * kDisparityScale);
+        for (int x = grid.columnBegin(column); x < grid.columnEnd(column); ++x) {
+            const bool fits = d[x] >= low && d[x] <= high && isDisparity(d[x]) &&
+                              sure[x] != kFilledConfidence && sure[x] != 0;
+            if (fits && (value == kMapObstacle || grey[x] < kSaturated))
+                out[x] = value;
+        }
+    }
+}
+
+void GroundMapper::run(const StixelContext& context, const StixelSearch& search,
+                       const ImageView<const std::uint8_t>& left, DetectionFrame& frame) {
+    labelRows(context, search, frame);
+    dropSmallRegions(context);
+    constexpr int kRowsPerTask = 32;
+    const int tasks = (frame.height + kRowsPerTask - 1) / kRowsPerTask;
+    const int bottom = frame.height - context.stixels.crop_bottom;
+    parallelFor(tasks, [&](int task) {
+        const int end = std::min(frame.height, (task + 1) * kRowsPerTask);
+        for (int y = task * kRowsPerTask; y < end; ++y) {
+            if (y < context.stixels.crop_top || y >= bottom)
+                std::fill(frame.ground_map.row(y), frame.ground_map.row(y) + frame.width,
+                          kMapUnsure);
+            else
+                paintRow(context, left, y, frame);
+        }
+    });
+}
+
+}  // namespace kova::camera

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "camera/detection/stixel_filter.h"
+
+namespace kova::camera {
+
+/// Labels every pixel: 0 obstacle, 127 not sure, 255 ground. A pixel counts only with measured
+/// depth of its own that fits its column's explanation; saturated ones, filled depth, drops and
+/// what was not confirmed stay unsure, and so does ground whose connected area is too small.
+class GroundMapper {
+public:
+    /// @param left  rectified, grey
+    void run(const StixelContext& context, const StixelSearch& search,
+             const ImageView<const std::uint8_t>& left, DetectionFrame& frame);
+
+private:
+    void labelRows(const StixelContext& context, const StixelSearch& search,
+                   const DetectionFrame& frame);
+    void dropSmallRegions(const StixelContext& context);
+    void paintRow(const StixelContext& context, const ImageView<const std::uint8_t>& left, int y,
+                  DetectionFrame& frame) const;
+
+    /// Per column and row, at column * height + y: kUnsure, kGround or the index of a stixel.
+    std::vector<std::int32_t> labels_;
+    std::vector<std::int32_t> region_;
+    std::vector<std::int32_t> stack_;
+    int height_ = 0;
+};
+
+}  // namespace kova::camera

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "camera/detection/detection_frame.h"
+#include "camera/detection/gravity_filter.h"
+
+namespace kova::camera {
+
+/// Obstacles over time: a stixel is confirmed when it was seen in 2 of the last 3 frames, compared
+/// by column and inverse distance after the turn that the gyroscope measured; neighbouring
+/// confirmed stixels become obstacles, which are followed by nearest neighbours.
+class ObstacleTracker {
+public:
+    void reset();
+
+    /// Confirms stixels, fills columns' nearest, obstacles and the nearest in the corridor.
+    /// @param rotation  of the camera since the frame before; null: not known
+    /// @param temporal  false, or the first frame after a reset: everything counts at once
+    void update(const RectifiedGeometry& geometry, const Rotation* rotation, bool temporal,
+                DetectionFrame& frame);
+
+private:
+    struct Seen {
+        float u;          ///< centre [px]
+        float disparity;  ///< [px]
+    };
+    struct Track {
+        Obstacle obstacle;
+        float disparity = 0;
+        int missed = 0;
+        bool taken = false;
+    };
+    void confirm(const RectifiedGeometry& geometry, const Rotation* rotation,
+                 DetectionFrame& frame);
+    void cluster(const RectifiedGeometry& geometry, DetectionFrame& frame);
+    void follow(DetectionFrame& frame);
+
+    std::array<std::vector<Seen>, 2> history_;  ///< of the last frame and the one before
+    int frames_ = 0;
+    std::vector<Track> tracks_;
+    std::vector<int> parent_;  ///< of the stixels' groups
+    std::vector<float> group_disparity_;
+    int next_id_ = 1;
+};
+
+}  // namespace kova::camera

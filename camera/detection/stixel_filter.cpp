@@ -1,0 +1,311 @@
+#include "camera/detection/stixel_filter.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "camera/detection/ground_profile.h"
+
+namespace kova::camera {
+
+namespace {
+
+constexpr float kUnit10mInMm = 10000;
+constexpr float kReferenceWidth = 1280;
+constexpr float kDegreesPerRadian = 57.29577951f;
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+/// Evidence against ground that a stixel needs [nat]: beside others like it, and alone.
+constexpr float kMinEvidence = 6;
+constexpr float kMinEvidenceAlone = 14;
+/// More for one shorter than the minimum length, at length 0.
+constexpr float kShortEvidence = 20;
+/// An object whose foot was seen this low stands on the ground [mm].
+constexpr float kStandsBelowMm = 200;
+/// Without a ground only upright surfaces of some height count [mm].
+constexpr float kMinHeightWithoutGround = 120;
+constexpr float kMinSamplesWithoutGround = 3;
+constexpr int kMinBinsForSlope = 6;
+/// Cells without depth that a free path may lead over.
+constexpr int kMaxGapBins = 4;
+
+double dot(const std::array<double, 3>& p, const std::array<double, 3>& q) {
+    return p[0] * q[0] + p[1] * q[1] + p[2] * q[2];
+}
+
+std::array<double, 3> pointAt(const RectifiedGeometry& geometry, double u, double v, double d) {
+    const double z = geometry.fx * geometry.baseline_mm / d;
+    return {(u - geometry.cx) / geometry.fx * z, (v - geometry.cy) / geometry.fy * z, z};
+}
+
+/// Mean distance of a row's measured pixels from a disparity, cut off at 2 px; 1 without any.
+float rowMisfit(const StixelContext& context, int column, int y, float expected) {
+    const std::uint16_t* d = context.map->disparity.row(y);
+    const std::uint8_t* sure = context.map->confidence.row(y);
+    const float offset = static_cast<float>(context.geometry.disparityOffset());
+    float sum = 0;
+    int count = 0;
+    for (int x = context.grid->columnBegin(column); x < context.grid->columnEnd(column); ++x) {
+        if (!isDisparity(d[x]) || sure[x] == kFilledConfidence)
+            continue;
+        const float value = static_cast<float>(d[x]) / kDisparityScale + offset;
+        sum += std::min(2.0f, std::fabs(value - expected));
+        ++count;
+    }
+    return count > 0 ? sum / static_cast<float>(count) : 1.0f;
+}
+
+/// The row within one bin of `y` that parts an object below from what is above it best.
+int refineTop(const StixelContext& context, int column, int y, float disparity,
+              const Segment* above) {
+    const int reach = context.grid->binPx();
+    const int begin = std::max(0, y - reach);
+    const int end = std::min(context.geometry.height - 1, y + reach);
+    // Cost of calling rows above `row` background and the others object.
+    const float behind = above && above->kind == SegmentKind::kObject ? above->disparity : 0;
+    float cost = 0;
+    for (int row = begin; row < end; ++row) cost += rowMisfit(context, column, row, disparity);
+    float best = cost;
+    int best_row = begin;
+    for (int row = begin; row < end; ++row) {
+        cost +=
+            rowMisfit(context, column, row, behind) - rowMisfit(context, column, row, disparity);
+        if (cost < best) {
+            best = cost;
+            best_row = row + 1;
+        }
+    }
+    return best_row;
+}
+
+}  // namespace
+
+GroundAxes groundAxes(const GroundEstimate& ground) {
+    GroundAxes axes;
+    if (ground.state == GroundState::kLost)
+        return axes;
+    const auto& n = ground.model.down;
+    const double along = n[2];
+    axes.ahead = {-along * n[0], -along * n[1], 1 - along * n[2]};
+    const double norm = std::sqrt(dot(axes.ahead, axes.ahead));
+    for (double& value : axes.ahead) value /= norm;
+    const auto& f = axes.ahead;
+    axes.right = {n[1] * f[2] - n[2] * f[1], n[2] * f[0] - n[0] * f[2], n[0] * f[1] - n[1] * f[0]};
+    return axes;
+}
+
+bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segment,
+                              const Segment* below, const Segment* above, int column,
+                              Candidate& candidate) const {
+    const RectifiedGeometry& geometry = context.geometry;
+    const double fb = geometry.fx * geometry.baseline_mm;
+    const double u = context.grid->centreX(column);
+    const auto& limits = context.obstacles;
+    const bool has_ground = context.ground->state != GroundState::kLost;
+    const GroundModel& ground = context.ground->model;
+
+    Stixel& stixel = candidate.stixel;
+    stixel = Stixel();
+    stixel.column = column;
+    stixel.x_begin = context.grid->columnBegin(column);
+    stixel.x_end = context.grid->columnEnd(column);
+    stixel.disparity = segment.too_near ? context.max_disparity : segment.disparity;
+    stixel.sigma_px = segment.sigma_px;
+    stixel.too_near = segment.too_near;
+    if (!(stixel.disparity > 0.25f))
+        return false;
+    const float d = stixel.disparity;
+    stixel.distance_mm = static_cast<float>(fb) / d;
+    stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
+    stixel.confidence = segment.confidence;
+    stixel.y_top = refineTop(context, column, segment.y_top, d, above);
+    stixel.y_bottom = std::max(segment.y_bottom, stixel.y_top + 1);
+    const int bins = (segment.y_bottom - segment.y_top) / context.grid->binPx();
+    candidate.evidence = segment.evidence;
+
+    if (has_ground) {
+        const auto planeAt = [&](int row) { return static_cast<float>(ground.planeAt(u, row)); };
+        stixel.low_mm = ground.heightOver(planeAt(stixel.y_bottom - 1), d);
+        stixel.high_mm = ground.heightOver(planeAt(stixel.y_top), d);
+        const float sigma_height = static_cast<float>(ground.height_mm) * stixel.sigma_px *
+                                   std::max(0.0f, planeAt(stixel.y_top)) / (d * d);
+        const float threshold =
+            std::max(limits.obstacle_min_height * kUnit10mInMm, 3 * sigma_height);
+        if (!(stixel.high_mm >= threshold))
+            return false;
+        if (stixel.low_mm > limits.clearance)
+            return false;
+        if (stixel.low_mm < kStandsBelowMm) {
+            // It stands on the ground: its foot is where the ground has its disparity.
+            const double row = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
+            int foot =
+                std::clamp(static_cast<int>(std::lround(row)), stixel.y_top + 1, geometry.height);
+            if (below && below->kind == SegmentKind::kObject)
+                foot = std::min(foot, below->y_top);
+            stixel.y_bottom = std::max(foot, stixel.y_top + 1);
+            stixel.low_mm = std::max(0.0f, ground.heightOver(planeAt(stixel.y_bottom - 1), d));
+            if (bins >= kMinBinsForSlope && segment.slant > 0) {
+                const float half =
+                    0.5f * segment.slant * static_cast<float>(segment.y_bottom - segment.y_top);
+                const float far_d = std::max(0.3f * d, d - half);
+                const float run = static_cast<float>(fb) * (1 / far_d - 1 / (d + half));
+                const float rise = ground.heightOver(planeAt(segment.y_top), far_d) -
+                                   ground.heightOver(planeAt(segment.y_bottom - 1), d + half);
+                if (std::atan2(rise, run) * kDegreesPerRadian <= limits.max_ground_slope)
+                    return false;  // a slope that is still ground
+            }
+        }
+    } else {
+        stixel.low_mm = stixel.high_mm = kNaN;
+        const float extent = static_cast<float>(stixel.y_bottom - stixel.y_top) *
+                             stixel.distance_mm / static_cast<float>(geometry.fy);
+        if (extent < std::max(kMinHeightWithoutGround, limits.obstacle_min_height * kUnit10mInMm) ||
+            segment.samples < kMinSamplesWithoutGround)
+            return false;
+        const float drift = segment.slant * static_cast<float>(segment.y_bottom - segment.y_top);
+        if (stixel.distance_mm * std::fabs(drift) / d > extent)
+            return false;  // lies rather than stands
+    }
+
+    const float min_length =
+        static_cast<float>(context.stixels.min_length * geometry.width) / kReferenceWidth;
+    const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
+    if (length < min_length)
+        candidate.evidence -= kShortEvidence * (1 - length / min_length);
+    if (candidate.evidence < kMinEvidence)
+        return false;
+
+    const auto point = pointAt(geometry, u, 0.5 * (stixel.y_top + stixel.y_bottom), d);
+    stixel.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
+    stixel.lateral_mm = static_cast<float>(dot(point, axes_.right));
+    return true;
+}
+
+void StixelFilter::collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
+                                 int column, DetectionFrame& frame) {
+    const bool has_ground = context.ground->state != GroundState::kLost;
+    const GroundModel& ground = context.ground->model;
+    const double u = context.grid->centreX(column);
+    const int reach = context.grid->binPx();
+    for (std::size_t i = 0; i < segments.size(); ++i) {
+        const Segment& segment = segments[i];
+        if (segment.kind != SegmentKind::kObject)
+            continue;
+        const Segment* below = i > 0 ? &segments[i - 1] : nullptr;
+        const Segment* above = i + 1 < segments.size() ? &segments[i + 1] : nullptr;
+        if (has_ground && segment.disparity > 0) {
+            // Wholly below the ground: a drop.
+            const float s_top = static_cast<float>(ground.planeAt(u, segment.y_top + 0.5 * reach));
+            const float d = segment.disparity;
+            const float sigma = static_cast<float>(ground.height_mm) * segment.sigma_px *
+                                std::max(0.0f, s_top) / (d * d);
+            const float depth = -ground.heightOver(s_top, d);
+            if (depth > 0) {
+                if (depth > std::max(context.obstacles.min_drop, 4 * sigma) &&
+                    segment.evidence > kMinEvidenceAlone) {
+                    Drop drop;
+                    drop.column = column;
+                    drop.depth_mm = depth;
+                    drop.y_top = segment.y_top;
+                    drop.y_bottom = segment.y_bottom;
+                    const float edge =
+                        ground.groundOf(static_cast<float>(ground.planeAt(u, segment.y_bottom)));
+                    const auto point = pointAt(context.geometry, u, segment.y_bottom, edge);
+                    drop.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
+                    drop.lateral_mm = static_cast<float>(dot(point, axes_.right));
+                    frame.drops.push_back(drop);
+                }
+                continue;
+            }
+        }
+        Candidate candidate;
+        if (makeStixel(context, segment, below, above, column, candidate))
+            candidates_.push_back(candidate);
+    }
+}
+
+void StixelFilter::support() {
+    const int columns = static_cast<int>(first_.size()) - 1;
+    for (int column = 0; column < columns; ++column) {
+        for (int i = first_[column]; i < first_[column + 1]; ++i) {
+            Candidate& one = candidates_[i];
+            one.supported = one.evidence >= kMinEvidenceAlone;
+            for (const int next : {column - 1, column + 1}) {
+                if (next < 0 || next >= columns)
+                    continue;
+                for (int k = first_[next]; k < first_[next + 1] && !one.supported; ++k) {
+                    const Stixel& other = candidates_[k].stixel;
+                    const float apart = std::fabs(other.disparity - one.stixel.disparity);
+                    one.supported = apart < std::max(1.0f, 0.05f * one.stixel.disparity) &&
+                                    other.y_top < one.stixel.y_bottom &&
+                                    other.y_bottom > one.stixel.y_top;
+                }
+            }
+        }
+    }
+}
+
+void StixelFilter::freeRange(const StixelContext& context, const std::vector<Segment>& segments,
+                             int column, ColumnRange& range) const {
+    range.free_mm = 0;
+    if (context.ground->state == GroundState::kLost || segments.empty() ||
+        segments.front().kind != SegmentKind::kGround)
+        return;
+    const CellGrid& grid = *context.grid;
+    const GroundModel& ground = context.ground->model;
+    const int crop = context.stixels.crop_bottom;
+    int gap = 0;
+    const int first = (context.geometry.height - crop - 1) / grid.binPx();
+    for (int bin = first; bin >= segments.front().y_top / grid.binPx(); --bin) {
+        const std::size_t cell = grid.index(column, bin);
+        const float s = static_cast<float>(ground.planeAt(grid.centreX(column), grid.centreY(bin)));
+        if (s < 1)
+            break;
+        const float g = ground.groundOf(s);
+        const bool seen = grid.kind[cell] == CellKind::kMeasured &&
+                          std::fabs(grid.disparity[cell] - g) < 2 * groundTolerance(s);
+        if (!seen) {
+            if (++gap > kMaxGapBins)
+                break;
+            continue;
+        }
+        gap = 0;
+        const auto point = pointAt(context.geometry, grid.centreX(column), grid.centreY(bin), g);
+        range.free_mm = static_cast<float>(dot(point, axes_.ahead));
+    }
+}
+
+void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
+                       DetectionFrame& frame) {
+    const CellGrid& grid = *context.grid;
+    axes_ = groundAxes(*context.ground);
+    candidates_.clear();
+    first_.assign(static_cast<std::size_t>(grid.columns()) + 1, 0);
+    frame.stixels.clear();
+    frame.drops.clear();
+    frame.columns.resize(static_cast<std::size_t>(grid.columns()));
+    for (int column = 0; column < grid.columns(); ++column) {
+        first_[column] = static_cast<int>(candidates_.size());
+        collectColumn(context, search.segments(column), column, frame);
+        ColumnRange& range = frame.columns[column];
+        range = ColumnRange();
+        range.x_begin = grid.columnBegin(column);
+        range.x_end = grid.columnEnd(column);
+        freeRange(context, search.segments(column), column, range);
+    }
+    first_[grid.columns()] = static_cast<int>(candidates_.size());
+    support();
+    for (int column = 0; column < grid.columns(); ++column) {
+        const std::size_t begin = frame.stixels.size();
+        for (int i = first_[column]; i < first_[column + 1]; ++i)
+            if (candidates_[i].supported)
+                frame.stixels.push_back(candidates_[i].stixel);
+        std::stable_sort(
+            frame.stixels.begin() + static_cast<std::ptrdiff_t>(begin), frame.stixels.end(),
+            [](const Stixel& p, const Stixel& q) { return p.distance_mm < q.distance_mm; });
+        const std::size_t most =
+            begin + static_cast<std::size_t>(std::max(0, context.stixels.max_layers));
+        if (frame.stixels.size() > most)
+            frame.stixels.resize(most);
+    }
+}
+
+}  // namespace kova::camera

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "camera/detection/cell_grid.h"
+#include "camera/detection/detection_frame.h"
+#include "camera/detection/stixel_search.h"
+#include "sdk/records.h"
+
+namespace kova::camera {
+
+/// Axes of the ground's frame, in the camera's.
+struct GroundAxes {
+    std::array<double, 3> ahead = {0, 0, 1};
+    std::array<double, 3> right = {1, 0, 0};
+};
+GroundAxes groundAxes(const GroundEstimate& ground);
+
+/// What the filters need to know about a frame.
+struct StixelContext {
+    const CellGrid* grid = nullptr;
+    const DisparityMap* map = nullptr;
+    RectifiedGeometry geometry;
+    const GroundEstimate* ground = nullptr;
+    float max_disparity = 128;  ///< end of the search, as depth disparity [px]
+    bino::ObstacleDetectionParameters obstacles;
+    bino::ObstacleDetectionStixelsParameters stixels;
+};
+
+/// Turns the segments of all columns into stixels and drops. Everything a user can set acts here,
+/// after plane and segments are fixed: a stricter limit only ever removes.
+///
+/// Feet and tops are refined to the pixel: a foot to the row where the ground has the object's
+/// disparity, a top to the row that parts the two surfaces best.
+class StixelFilter {
+public:
+    void run(const StixelContext& context, const StixelSearch& search, DetectionFrame& frame);
+
+private:
+    struct Candidate {
+        Stixel stixel;
+        float evidence = 0;
+        bool supported = false;
+    };
+    void collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
+                       int column, DetectionFrame& frame);
+    bool makeStixel(const StixelContext& context, const Segment& segment, const Segment* below,
+                    const Segment* above, int column, Candidate& candidate) const;
+    void support();
+    void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
+                   ColumnRange& range) const;
+
+    GroundAxes axes_;
+    std::vector<Candidate> candidates_;
+    std::vector<int> first_;  ///< index of a column's first candidate; one more than columns
+};
+
+}  // namespace kova::camera
