@@ -44,8 +44,15 @@ function(kova_add_shared name)
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 1)
 endfunction()
 
+# Some compilers pass --as-needed to the linker, which drops a shared library that is named before
+# the static one that needs it.
+function(kova_keep_shared_libraries target)
+    target_link_options(${target} PRIVATE LINKER:--no-as-needed)
+endfunction()
+
 # Executables choose what stands behind sdk/ and OpenGL: the real libraries ...
 function(kova_link_real target)
+    kova_keep_shared_libraries(${target})
     target_link_libraries(${target} PRIVATE libkova_stereocamera64 libkova_cudafunctions64
                                             libkova_utils64 GLEW::GLEW OpenGL::GL)
 endfunction()

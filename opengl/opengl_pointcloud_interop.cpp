@@ -15,6 +15,11 @@ const void* bufferOffset(std::int32_t bytes) {
     return reinterpret_cast<const void*>(static_cast<std::intptr_t>(bytes));
 }
 
+// Without a context, and with drivers older than buffers, GLEW finds no entry points.
+bool haveBuffers() {
+    return glGenBuffers && glBindBuffer && glBufferData && glBufferSubData && glDeleteBuffers;
+}
+
 void copyBytes(void* destination, const void* source, std::int32_t bytes) {
     if (destination && bytes > 0)
         std::memcpy(destination, source, static_cast<std::size_t>(bytes));
@@ -23,6 +28,9 @@ void copyBytes(void* destination, const void* source, std::int32_t bytes) {
 }  // namespace
 
 void OpenGLPointCloudInteropVars::draw_pointclouds(float) {
+    // Without a buffer the offsets below would be taken for addresses.
+    if (vbo == 0)
+        return;
     glBindBuffer(GL_ARRAY_BUFFER, vbo);
     glBufferSubData(GL_ARRAY_BUFFER, 0, colour_bytes, colour_host);
     glBufferSubData(GL_ARRAY_BUFFER, colour_bytes, xyz_bytes, xyz_host);
@@ -60,11 +68,13 @@ int OpenGLPointCloudInterop::init(int width, int height, int colourBytesPerChann
     vars_->colour_bytes = width * height * colourBytesPerChannel * colourChannels;
     vars_->xyz_bytes = width * height * coordBytes * 3;
 
-    glGenBuffers(1, &vars_->vbo);
-    glBindBuffer(GL_ARRAY_BUFFER, vars_->vbo);
-    const auto bytes = static_cast<GLsizeiptr>(vars_->colour_bytes) + vars_->xyz_bytes;
-    glBufferData(GL_ARRAY_BUFFER, bytes, nullptr, GL_DYNAMIC_DRAW);
-    glBindBuffer(GL_ARRAY_BUFFER, 0);
+    if (haveBuffers()) {
+        glGenBuffers(1, &vars_->vbo);
+        glBindBuffer(GL_ARRAY_BUFFER, vars_->vbo);
+        const auto bytes = static_cast<GLsizeiptr>(vars_->colour_bytes) + vars_->xyz_bytes;
+        glBufferData(GL_ARRAY_BUFFER, bytes, nullptr, GL_DYNAMIC_DRAW);
+        glBindBuffer(GL_ARRAY_BUFFER, 0);
+    }
 
     vars_->host_buffers.deallocate_all();
     vars_->host_buffers.clear_vector();
@@ -80,9 +90,11 @@ int OpenGLPointCloudInterop::init(int width, int height, int colourBytesPerChann
 int OpenGLPointCloudInterop::uninit() {
     if (!vars_->initialised)
         return 1;
-    // 1 is no target: GL ignores the call with an error that nobody reads. Kept on purpose.
-    glBindBuffer(1, vars_->vbo);
-    glDeleteBuffers(1, &vars_->vbo);
+    if (haveBuffers()) {
+        // 1 is no target: GL ignores the call with an error that nobody reads. Kept on purpose.
+        glBindBuffer(1, vars_->vbo);
+        glDeleteBuffers(1, &vars_->vbo);
+    }
     vars_->host_buffers.deallocate_all();
     vars_->host_buffers.clear_vector();
     vars_->vbo = 0;
