@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "camera/base/parallel.h"
@@ -29,6 +30,14 @@ Pose rightEye(const Pose& left, const StereoCalibration& c) {
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j) inverse.m[i * 3 + j] = r.m[j * 3 + i];
     return {left.rotation * inverse, left.position - left.rotation * r.transposed(t)};
+}
+
+void forEach(bool parallel, int count, const std::function<void(int)>& body) {
+    if (parallel) {
+        parallelFor(count, body);
+        return;
+    }
+    for (int i = 0; i < count; ++i) body(i);
 }
 
 /// A Gaussian that widens towards the corners, cut after three pixels, as weights per pixel.
@@ -60,13 +69,14 @@ public:
 
     /// `in` and `scratch` have a border of 3 px on the left and right, and so many rows above and
     /// below.
-    void apply(const Image<float>& in, Image<float>& scratch, Image<std::uint16_t>& out) const {
+    void apply(const Image<float>& in, Image<float>& scratch, Image<std::uint16_t>& out,
+               bool parallel) const {
         out.resize(width_, height_);
-        parallelFor((height_ + 6 + 15) / 16, [&](int band) {
+        forEach(parallel, (height_ + 6 + 15) / 16, [&](int band) {
             for (int y = band * 16; y < std::min(band * 16 + 16, height_ + 6); ++y)
                 blurRow(in.row(y) + 3, scratch.row(y) + 3, std::clamp(y - 3, 0, height_ - 1));
         });
-        parallelFor((height_ + 15) / 16, [&](int band) {
+        forEach(parallel, (height_ + 15) / 16, [&](int band) {
             for (int y = band * 16; y < std::min(band * 16 + 16, height_); ++y)
                 blurColumns(scratch, y, out.row(y));
         });
@@ -323,10 +333,10 @@ void Renderer::Impl::renderEye(double t_s, double exposure_s, int eye,
     const View view(primitives, scene.bumps, rays[eye], poses(t_s, exposure_s, eye));
     const Exposure e{view, shadows, rays[eye], primitives, static_cast<float>(scene.lightAt(t_s))};
     const int tiles = view.tilesX() * view.tilesY();
-    parallelFor(tiles, [&](int tile) { castTile(e, tile); });
-    parallelFor(tiles, [&](int tile) { shadeTile(e, tile); });
+    forEach(options.parallel, tiles, [&](int tile) { castTile(e, tile); });
+    forEach(options.parallel, tiles, [&](int tile) { shadeTile(e, tile); });
     extendBorder(radiance, rig.width, rig.height);
-    blur[eye].apply(radiance, scratch, out);
+    blur[eye].apply(radiance, scratch, out, options.parallel);
 }
 
 Renderer::Renderer(Scene scene, SimulatedRig rig, RenderOptions options) : impl_(new Impl) {
@@ -383,7 +393,7 @@ void Renderer::truth(double t_s, double exposure_s, const RayTable& rays,
     out.depth_mm.resize(w, h);
     out.label.resize(w, h);
     out.object.resize(w, h);
-    parallelFor(h, [&](int y) {
+    forEach(impl_->options.parallel, h, [&](int y) {
         for (int x = 0; x < w; ++x) {
             const RayTable::Ray& ray = rays.at(x, y);
             RayHit hit;

@@ -29,6 +29,7 @@ struct FrameTruth {
 struct RenderOptions {
     bool motion_blur = true;
     bool antialiasing = true;  ///< off: one sample per pixel, for quick looks
+    bool parallel = true;      ///< off: in the caller's thread alone
 };
 
 /// Casts rays through a scene, for both eyes of a rig.

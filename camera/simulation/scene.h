@@ -90,7 +90,7 @@ struct CameraPath {
     double tilt_deg = 8;          ///< downwards
     double roll_deg = 0;          ///< clockwise as the picture sees the world turn the other way
     double vibration_deg = 0.03;  ///< amplitude of pitch and roll from wheels and motor
-    double vibration_mm = 0.3;
+    double vibration_mm = 0.1;
     bool follow_ground = true;  ///< height, pitch and roll of the ground under the wheels
 };
 
