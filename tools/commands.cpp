@@ -1,9 +1,21 @@
 #include "tools/command.h"
+#include "tools/commands/check_command.h"
+#include "tools/commands/export_command.h"
+#include "tools/commands/import_command.h"
+#include "tools/commands/info_command.h"
+#include "tools/commands/trim_command.h"
+#include "tools/report.h"
 
 namespace kova::tools {
 
 std::vector<std::unique_ptr<Command>> makeCommands() {
+    installLog();
     std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeImportCommand());
+    commands.push_back(makeInfoCommand());
+    commands.push_back(makeCheckCommand());
+    commands.push_back(makeTrimCommand());
+    commands.push_back(makeExportCommand());
     return commands;
 }
 
