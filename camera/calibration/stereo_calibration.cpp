@@ -1,5 +1,6 @@
 #include "camera/calibration/stereo_calibration.h"
 
+#include <Eigen/Geometry>
 #include <opencv2/core.hpp>
 
 #include <cmath>
@@ -64,6 +65,14 @@ Status checkEye(const char* name, const CameraIntrinsics& c, int width, int heig
 double StereoCalibration::baselineMm() const {
     return std::sqrt(translation_mm[0] * translation_mm[0] + translation_mm[1] * translation_mm[1] +
                      translation_mm[2] * translation_mm[2]);
+}
+
+std::array<double, 3> StereoCalibration::rotationVector() const {
+    const Eigen::Matrix3d r =
+        Eigen::Map<const Eigen::Matrix<double, 3, 3, Eigen::RowMajor>>(right_from_left.data());
+    const Eigen::AngleAxisd turn(r);
+    const Eigen::Vector3d v = turn.angle() * turn.axis();
+    return {v.x(), v.y(), v.z()};
 }
 
 Status StereoCalibration::check() const {

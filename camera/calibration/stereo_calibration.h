@@ -34,6 +34,8 @@ struct StereoCalibration {
     bool rectified = false;
 
     double baselineMm() const;
+    /// Axis times angle [rad] of right_from_left.
+    std::array<double, 3> rotationVector() const;
 
     /// Says in words what is impossible: sizes, focal lengths, a baseline of zero or of the wrong
     /// sign or unit, swapped eyes, a matrix that is no rotation, values that are not finite.

@@ -209,10 +209,8 @@ Result<std::unique_ptr<RecordingReader>> RecordingReader::open(
         if (!error)
             reader->impl_->path = absolute;
     }
-    if (Status s = reader->impl_->open(options); !s.ok()) {
-        logError("recording", s.message());
+    if (Status s = reader->impl_->open(options); !s.ok())
         return s;
-    }
     return reader;
 }
 
