@@ -50,4 +50,13 @@ inline Result<StereoCalibration> readCalibration(const std::filesystem::path& pa
     return readCalibration(std::vector<std::filesystem::path>{path}, options);
 }
 
+/// Writes a calibration in another tool's form. ROS and EuRoC get a folder with left.yaml and
+/// right.yaml, or cam0/sensor.yaml and cam1/sensor.yaml, OpenCV one with intrinsics.yml and
+/// extrinsics.yml; the others a file. KITTI and Middlebury hold rectified pairs only.
+///
+/// @param path  the file or folder; folders are made
+/// @return kInvalidArgument (the form cannot hold this calibration, in words), kWriteFailed
+Status writeCalibration(const StereoCalibration& calibration, CalibrationFormat format,
+                        const std::filesystem::path& path);
+
 }  // namespace kova::camera

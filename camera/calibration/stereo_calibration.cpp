@@ -110,6 +110,22 @@ Status StereoCalibration::check() const {
     return {};
 }
 
+StereoCalibration scaledCalibration(const StereoCalibration& calibration, int width, int height) {
+    StereoCalibration c = calibration;
+    const double sx = static_cast<double>(width) / c.width;
+    const double sy = static_cast<double>(height) / c.height;
+    for (CameraIntrinsics* eye : {&c.left, &c.right}) {
+        eye->fx *= sx;
+        eye->fy *= sy;
+        // Pixels' centres are whole numbers, the picture's edge lies half a pixel before the first.
+        eye->cx = (eye->cx + 0.5) * sx - 0.5;
+        eye->cy = (eye->cy + 0.5) * sy - 0.5;
+    }
+    c.width = width;
+    c.height = height;
+    return c;
+}
+
 std::string toYaml(const StereoCalibration& c) {
     cv::FileStorage storage(
         ".yml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY | cv::FileStorage::FORMAT_YAML);
@@ -154,8 +170,10 @@ Result<StereoCalibration> calibrationFromYaml(const std::string& yaml) {
                 m->convertTo(*m, CV_64F);
         setCameraMatrix(c.left, m1);
         setCameraMatrix(c.right, m2);
-        c.left.distortion.assign(d1.begin<double>(), d1.end<double>());
-        c.right.distortion.assign(d2.begin<double>(), d2.end<double>());
+        if (!d1.empty())
+            c.left.distortion.assign(d1.begin<double>(), d1.end<double>());
+        if (!d2.empty())
+            c.right.distortion.assign(d2.begin<double>(), d2.end<double>());
         for (int i = 0; i < 9; ++i) c.right_from_left[i] = r.at<double>(i / 3, i % 3);
         for (int i = 0; i < 3; ++i) c.translation_mm[i] = t.at<double>(i);
     } catch (const cv::Exception& e) {

@@ -42,6 +42,9 @@ struct StereoCalibration {
     Status check() const;
 };
 
+/// The same cameras delivering their whole view at another resolution, as by joining pixels.
+StereoCalibration scaledCalibration(const StereoCalibration& calibration, int width, int height);
+
 /// Geometry of the rectified pair, one for both eyes but for the principal point's x.
 /// Depth [mm] of a disparity d [px]: fx * baseline_mm / (d + cx_right - cx).
 struct RectifiedGeometry {
