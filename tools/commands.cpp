@@ -3,6 +3,8 @@
 #include "tools/commands/export_command.h"
 #include "tools/commands/import_command.h"
 #include "tools/commands/info_command.h"
+#include "tools/commands/list_command.h"
+#include "tools/commands/simulate_command.h"
 #include "tools/commands/trim_command.h"
 #include "tools/report.h"
 
@@ -11,6 +13,8 @@ namespace kova::tools {
 std::vector<std::unique_ptr<Command>> makeCommands() {
     installLog();
     std::vector<std::unique_ptr<Command>> commands;
+    commands.push_back(makeListCommand());
+    commands.push_back(makeSimulateCommand());
     commands.push_back(makeImportCommand());
     commands.push_back(makeInfoCommand());
     commands.push_back(makeCheckCommand());
