@@ -8,6 +8,10 @@
 #include "tools/commands/trim_command.h"
 #include "tools/report.h"
 
+#if defined(KOVA_BENCH_ENABLED)
+#include "bench/bench_command.h"
+#endif
+
 namespace kova::tools {
 
 std::vector<std::unique_ptr<Command>> makeCommands() {
@@ -20,6 +24,9 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
     commands.push_back(makeCheckCommand());
     commands.push_back(makeTrimCommand());
     commands.push_back(makeExportCommand());
+#if defined(KOVA_BENCH_ENABLED)
+    commands.push_back(bench::makeBenchCommand());
+#endif
     return commands;
 }
 

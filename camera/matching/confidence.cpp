@@ -15,33 +15,32 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// Counts agreeing neighbours; all of them are inside of the map.
+/// All neighbours are inside of the map.
 template <class D>
-HWY_INLINE hn::Vec<D> agreement(D d, const std::uint16_t* const* rows, int x) {
+HWY_INLINE hn::Vec<D> roughness(D d, const std::uint16_t* const* rows, int x) {
     const auto centre = hn::LoadU(d, rows[2] + x);
     const auto limit = hn::Set(d, kDisparityScale);
-    const auto one = hn::Set(d, 1);
-    auto count = hn::Zero(d);
+    auto sum = hn::Zero(d);
     for (int j = 0; j < 5; ++j) {
         for (int i = -2; i <= 2; ++i) {
             if (i == 0 && j == 2)
                 continue;
             const auto v = hn::LoadU(d, rows[j] + x + i);
             const auto change = hn::Sub(hn::Max(v, centre), hn::Min(v, centre));
-            count = hn::Add(count, hn::IfThenElseZero(hn::Lt(change, limit), one));
+            sum = hn::Add(sum, hn::Min(change, limit));
         }
     }
-    return count;
+    return sum;
 }
 
 /// The pixels [2, width - 2) of a row.
-void agreementRow(const std::uint16_t* const* rows, int width, std::uint16_t* out) {
+void roughnessRow(const std::uint16_t* const* rows, int width, std::uint16_t* out) {
     const hn::ScalableTag<std::uint16_t> d;
     const hn::CappedTag<std::uint16_t, 1> d1;
     const int lanes = static_cast<int>(hn::Lanes(d));
     int x = 2;
-    for (; x + lanes + 1 < width; x += lanes) hn::StoreU(agreement(d, rows, x), d, out + x);
-    for (; x + 2 < width; ++x) hn::StoreU(agreement(d1, rows, x), d1, out + x);
+    for (; x + lanes + 1 < width; x += lanes) hn::StoreU(roughness(d, rows, x), d, out + x);
+    for (; x + 2 < width; ++x) hn::StoreU(roughness(d1, rows, x), d1, out + x);
 }
 
 }  // namespace
@@ -52,52 +51,48 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace kova::camera {
 
-HWY_EXPORT(agreementRow);
+HWY_EXPORT(roughnessRow);
 
 namespace {
 
-/// Measures saturate here: what is beyond tells no more.
-constexpr int kMaxMargin = 63, kMaxCost = 127;
+int roughnessAt(const ImageView<const std::uint16_t>& disparity, int x, int y) {
+    int sum = 0;
+    for (int v = y - 2; v <= y + 2; ++v)
+        for (int u = x - 2; u <= x + 2; ++u) {
+            const bool inside = u >= 0 && v >= 0 && u < disparity.width && v < disparity.height;
+            sum += inside ? std::min(std::abs(disparity.at(u, v) - disparity.at(x, y)),
+                                     kDisparityScale)
+                          : kDisparityScale;
+        }
+    return sum;
+}
 
 }  // namespace
 
-int confidenceScore(int agreement, int margin, int cost) {
-    return std::clamp(
-        5 * agreement + 2 * std::min(margin, kMaxMargin) - std::min(cost, kMaxCost) + 90, 0, 255);
-}
-
-int agreementAt(const ImageView<const std::uint16_t>& disparity, int x, int y) {
-    int count = 0;
-    for (int v = std::max(y - 2, 0); v <= std::min(y + 2, disparity.height - 1); ++v)
-        for (int u = std::max(x - 2, 0); u <= std::min(x + 2, disparity.width - 1); ++u)
-            count += (u != x || v != y) &&
-                     std::abs(disparity.at(u, v) - disparity.at(x, y)) < kDisparityScale;
-    return count;
-}
-
 std::uint8_t rateReference(const ImageView<const std::uint16_t>& disparity,
-                           const sgm::Winners& winners, int x, int y) {
+                           const sgm::Winners& winners, const ConfidenceTable& table, int x,
+                           int y) {
     if (!isDisparity(disparity.at(x, y)))
         return 0;
-    const int best = winners.best.at(x, y);
-    return kConfidenceOfScore[confidenceScore(agreementAt(disparity, x, y),
-                                              winners.second.at(x, y) - best, best)];
+    const int margin = winners.second.at(x, y) - winners.best.at(x, y);
+    return table[static_cast<std::size_t>(confidenceScore(roughnessAt(disparity, x, y), margin))];
 }
 
 void rateRows(const ImageView<const std::uint16_t>& disparity, const sgm::Winners& winners,
-              const ImageView<std::uint8_t>& confidence, int begin, int end) {
+              const ConfidenceTable& table, const ImageView<std::uint8_t>& confidence, int begin,
+              int end) {
     const int width = disparity.width, height = disparity.height;
     constexpr int kChunk = 512;
-    std::uint16_t counts[kChunk + 64];
+    std::uint16_t rough[kChunk + 64];
     for (int y = begin; y < end; ++y) {
         std::uint8_t* out = confidence.row(y);
         if (y < 2 || y + 2 >= height || width < 5) {
-            for (int x = 0; x < width; ++x) out[x] = rateReference(disparity, winners, x, y);
+            for (int x = 0; x < width; ++x) out[x] = rateReference(disparity, winners, table, x, y);
             continue;
         }
         for (int x = 0; x < 2; ++x) {
-            out[x] = rateReference(disparity, winners, x, y);
-            out[width - 1 - x] = rateReference(disparity, winners, width - 1 - x, y);
+            out[x] = rateReference(disparity, winners, table, x, y);
+            out[width - 1 - x] = rateReference(disparity, winners, table, width - 1 - x, y);
         }
         const std::uint8_t *best = winners.best.row(y), *second = winners.second.row(y);
         const std::uint16_t* d = disparity.row(y);
@@ -105,12 +100,12 @@ void rateRows(const ImageView<const std::uint16_t>& disparity, const sgm::Winner
             const int count = std::min(kChunk, width - x0);
             const std::uint16_t* rows[5];
             for (int j = 0; j < 5; ++j) rows[j] = disparity.row(y + j - 2) + x0;
-            HWY_DYNAMIC_DISPATCH(agreementRow)(rows, count, counts);
+            HWY_DYNAMIC_DISPATCH(roughnessRow)(rows, count, rough);
             for (int i = 2; i < count - 2; ++i) {
                 const int x = x0 + i;
-                out[x] = isDisparity(d[x]) ? kConfidenceOfScore[confidenceScore(
-                                                 counts[i], second[x] - best[x], best[x])]
-                                           : std::uint8_t{0};
+                const int score = confidenceScore(rough[i], second[x] - best[x]);
+                out[x] =
+                    isDisparity(d[x]) ? table[static_cast<std::size_t>(score)] : std::uint8_t{0};
             }
         }
     }

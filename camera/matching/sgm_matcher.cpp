@@ -30,6 +30,8 @@ void forRows(int height, const Body& body) {
 
 class SgmMatcher : public Matcher {
 public:
+    SgmMatcher(const ConfidenceTable& full, const ConfidenceTable& half)
+        : full_confidence_(full), half_confidence_(half) {}
     Status match(const ImageView<const std::uint8_t>& left,
                  const ImageView<const std::uint8_t>& right, const MatchParameters& parameters,
                  DisparityMap& map) override;
@@ -42,9 +44,10 @@ private:
                    DisparityMap& map);
     void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
                    DisparityMap& map);
-    static void rate(const sgm::SgmPass& pass, DisparityMap& map);
+    static void rate(const sgm::SgmPass& pass, const ConfidenceTable& table, DisparityMap& map);
     static void removeUnsure(float threshold, DisparityMap& map);
 
+    const ConfidenceTable full_confidence_, half_confidence_;
     sgm::BandMemoryPool pool_;
     sgm::SgmPass full_{pool_}, half_{pool_};
     Image<std::uint8_t> half_left_, half_right_;
@@ -68,16 +71,16 @@ void SgmMatcher::matchHalf(const Grey& left, const Grey& right, const MatchParam
               half_map_.disparity.view());
 }
 
-void SgmMatcher::rate(const sgm::SgmPass& pass, DisparityMap& map) {
+void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, DisparityMap& map) {
     forRows(map.disparity.height(), [&](int begin, int end) {
-        rateRows(map.disparity.view(), pass.winners(), map.confidence.view(), begin, end);
+        rateRows(map.disparity.view(), pass.winners(), table, map.confidence.view(), begin, end);
     });
 }
 
 void SgmMatcher::matchFast(const Grey& left, const Grey& right, const MatchParameters& parameters,
                            DisparityMap& map) {
     matchHalf(left, right, parameters);
-    rate(half_, half_map_);
+    rate(half_, half_confidence_, half_map_);
     const int lowest = parameters.min_disparity * kDisparityScale;
     const int end_of_range = (parameters.max_disparity - 1) * kDisparityScale;
     forRows(left.height, [&](int begin, int end) {
@@ -105,7 +108,7 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
         sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
     }
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
-    rate(full_, map);
+    rate(full_, full_confidence_, map);
 }
 
 void SgmMatcher::removeUnsure(float threshold, DisparityMap& map) {
@@ -152,7 +155,11 @@ Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParamet
 }  // namespace
 
 std::unique_ptr<Matcher> makeSgmMatcher() {
-    return std::make_unique<SgmMatcher>();
+    return std::make_unique<SgmMatcher>(kFullConfidence, kHalfConfidence);
+}
+
+std::unique_ptr<Matcher> makeSgmMatcher(const ConfidenceTable& table) {
+    return std::make_unique<SgmMatcher>(table, table);
 }
 
 }  // namespace kova::camera

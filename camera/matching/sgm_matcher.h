@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "camera/matching/confidence.h"
 #include "camera/matching/matcher.h"
 
 namespace kova::camera {
@@ -14,5 +15,7 @@ namespace kova::camera {
 ///
 /// Memory is allocated when a size, a larger range or a mode is first asked for, and kept.
 std::unique_ptr<Matcher> makeSgmMatcher();
+/// The same with another table of confidences for all modes, which benchmarks fit.
+std::unique_ptr<Matcher> makeSgmMatcher(const ConfidenceTable& table);
 
 }  // namespace kova::camera

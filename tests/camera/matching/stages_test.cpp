@@ -62,10 +62,11 @@ TEST_P(StagesTest, ConfidenceEqualsItsReference) {
                     static_cast<std::uint8_t>(winners.best.at(x, y) + random() % 56);
             }
         Image<std::uint8_t> out(size[0], size[1]);
-        rateRows(map.view(), winners, out.view(), 0, size[1]);
+        rateRows(map.view(), winners, kFullConfidence, out.view(), 0, size[1]);
         for (int y = 0; y < size[1]; ++y)
             for (int x = 0; x < size[0]; ++x) {
-                ASSERT_EQ(rateReference(map.view(), winners, x, y), out.at(x, y)) << x << ", " << y;
+                ASSERT_EQ(rateReference(map.view(), winners, kFullConfidence, x, y), out.at(x, y))
+                    << x << ", " << y;
                 ASSERT_EQ(isDisparity(map.at(x, y)), out.at(x, y) > 0);
             }
     }
@@ -244,11 +245,20 @@ TEST(EdgeAwareFill, LeavesAMapWithoutDisparitiesAsItIs) {
     EXPECT_EQ(0, map.confidence.at(3, 3));
 }
 
-TEST(Confidence, TableAscendsWithinItsBounds) {
-    for (int i = 0; i < 256; ++i) {
-        EXPECT_GE(kConfidenceOfScore[i], i > 0 ? kConfidenceOfScore[i - 1] : 1);
-        EXPECT_LE(kConfidenceOfScore[i], kConfidenceScale);
+TEST(Confidence, TablesAscendWithinTheirBounds) {
+    for (const ConfidenceTable* table : {&kFullConfidence, &kHalfConfidence}) {
+        EXPECT_TRUE(std::is_sorted(table->begin(), table->end()));
+        EXPECT_GE(table->front(), 1);
+        EXPECT_LE(table->back(), kConfidenceScale);
+        EXPECT_LT(table->front(), table->back());
     }
+}
+
+TEST(Confidence, ScoreGrowsWithTheMarginAndFallsWithTheRoughness) {
+    EXPECT_EQ(0, confidenceScore(kMaxRoughness, 0));
+    EXPECT_EQ(255, confidenceScore(0, kMaxMargin));
+    EXPECT_LT(confidenceScore(100, 10), confidenceScore(50, 10));
+    EXPECT_LT(confidenceScore(100, 10), confidenceScore(100, 11));
 }
 
 }  // namespace
