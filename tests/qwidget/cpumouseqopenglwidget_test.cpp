@@ -250,6 +250,13 @@ TEST_F(ImageView, DrawsTheLatestSource) {
     expected = clearCalls();
     append(expected, imageCalls(2, GL_RGBA, 64, 48, 1, 1));
     EXPECT_TRUE(sameCalls(take(), expected));
+
+    view.setImagePointer(frame.data());
+    take();
+    view.paintGL();
+    expected = clearCalls();
+    append(expected, imageCalls(1, GL_RGBA, 64, 48, 1, 1));
+    EXPECT_TRUE(sameCalls(take(), expected));
 }
 
 TEST_F(ImageView, SideBySideFrameKeepsItsRatioOrFillsTheWidget) {
