@@ -120,24 +120,27 @@ void LogWatch::clear() {
     log_lines.clear();
 }
 
-ModalWatch::ModalWatch() {
-    QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { look(); });
-    timer_.start(5);
+ModalWatch::ModalWatch() { lookLater(); }
+
+void ModalWatch::lookLater() {
+    QTimer::singleShot(5, &context_, [this] { look(); });
 }
 
 void ModalWatch::look() {
+    lookLater();  // first: what follows may come to a further box
     QWidget* active = QApplication::activeModalWidget();
-    if (!active || active == seen_)
+    if (!active || active->property("seen").toBool())
         return;
     if (auto* box = qobject_cast<QMessageBox*>(active)) {
-        seen_ = active;
+        box->setProperty("seen", true);
         boxes.push_back({box->windowTitle().toStdString(), box->text().toStdString(),
-                         static_cast<int>(box->standardButtons()), box->parentWidget() != nullptr});
+                         static_cast<int>(box->standardButtons()),
+                         box->parentWidget() != nullptr});
         if (on_box)
             on_box(*box);
         box->button(QMessageBox::Ok)->click();
     } else if (auto* dialog = qobject_cast<QFileDialog*>(active)) {
-        seen_ = active;
+        dialog->setProperty("seen", true);
         if (on_file_dialog)
             on_file_dialog(*dialog);
         else

@@ -6,7 +6,7 @@
 #include <QCoreApplication>
 #include <QFileDialog>
 #include <QMessageBox>
-#include <QPointer>
+#include <QObject>
 #include <QTimer>
 
 #include <functional>
@@ -74,7 +74,7 @@ public:
     void clear();
 };
 
-/// Answers modal boxes: notes what a message box says and presses Ok, after a look of the test's
+/// Answers modal boxes, nested ones too: notes what a message box says and presses Ok, after a look of the test's
 /// own; hands file dialogs to the test.
 class ModalWatch {
 public:
@@ -99,9 +99,9 @@ public:
     std::function<void(QFileDialog&)> on_file_dialog;
 
 private:
+    void lookLater();
     void look();
-    QTimer timer_;
-    QPointer<QWidget> seen_;
+    QObject context_;
 };
 
 class WindowTest : public testing::Test {
