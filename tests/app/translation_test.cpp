@@ -141,8 +141,10 @@ std::set<std::string> sourceTexts() {
     std::set<std::string> texts;
     for (int at = all.indexOf("<source>"); at >= 0; at = all.indexOf("<source>", at + 1)) {
         QString text = all.mid(at + 8, all.indexOf("</source>", at) - at - 8);
-        text.replace("&lt;", "<").replace("&gt;", ">").replace("&quot;", "\"").replace("&amp;",
-                                                                                        "&");
+        text.replace("&lt;", "<")
+            .replace("&gt;", ">")
+            .replace("&quot;", "\"")
+            .replace("&amp;", "&");
         text.replace("<byte value=\"xd\"/>", "\r");
         texts.insert(text.toStdString());
     }

@@ -128,7 +128,8 @@ TEST_F(WindowControls, DepthModeIsStoredForTheNextGrab) {
                      {"radioButtonStandard.checked", "0"}}));
     click("radioButtonStandard");
     EXPECT_EQ(MainWindowAccess::members(*window).at("grab parameters"), "1 0 1 1 0 0 0 0");
-    EXPECT_THAT(log.lines(), ElementsAre("default: set depth mode: 1", "default: set depth mode: 0"));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("default: set depth mode: 1", "default: set depth mode: 0"));
     EXPECT_THAT(camera.calls(), ElementsAre());
 }
 
@@ -144,9 +145,10 @@ TEST_F(WindowControls, WorkModeWhileIdleChangesNoLibraryStateAndShowsNoMessage) 
     makeWindow(cameras({kR0}));
     camera.script().work_mode_result = RESULT_INVALID_GPU;
     camera.forgetCalls();
-    EXPECT_EQ(changed([&] { click("radioButtonSlow"); }), (State{{"work mode", "2"},
-                                                                 {"radioButtonSlow.checked", "1"},
-                                                                 {"radioButtonFast.checked", "0"}}));
+    EXPECT_EQ(changed([&] { click("radioButtonSlow"); }),
+              (State{{"work mode", "2"},
+                     {"radioButtonSlow.checked", "1"},
+                     {"radioButtonFast.checked", "0"}}));
     EXPECT_EQ(changed([&] { click("radioButtonMedium"); }).at("work mode"), "1");
     EXPECT_THAT(camera.calls(), ElementsAre());
     EXPECT_TRUE(modal.boxes.empty());
@@ -173,13 +175,13 @@ TEST_F(WindowControls, WorkModeOfACapture) {
                      {"horizontalSliderDistanceRange.range", "0..4000"},
                      {"horizontalSliderDistanceRange.span", "450..4000"},
                      {"horizontalSliderDistanceRange.positions", "450..4000"}}));
-    EXPECT_THAT(camera.calls(),
-                ElementsAre("changeWorkMode(1)",
-                            "setObstacleDetectionParameters({25 37 0.0036 0.0014 inf 20 50})",
-                            "setObstacleDetectionParameters({25 37 0.0036 0.0014 inf 20 50})",
-                            "setObstacleDetectionStixelsParameters({10 10 0 0 10})",
-                            "getDistanceMaxValue()", "getDistanceMinValue()",
-                            "setConfidenceThreshold(0)"));
+    EXPECT_THAT(
+        camera.calls(),
+        ElementsAre("changeWorkMode(1)",
+                    "setObstacleDetectionParameters({25 37 0.0036 0.0014 inf 20 50})",
+                    "setObstacleDetectionParameters({25 37 0.0036 0.0014 inf 20 50})",
+                    "setObstacleDetectionStixelsParameters({10 10 0 0 10})",
+                    "getDistanceMaxValue()", "getDistanceMinValue()", "setConfidenceThreshold(0)"));
     EXPECT_EQ(depthRange(), std::pair(450.5f, 4000.9f));
     EXPECT_TRUE(modal.boxes.empty());
 }
@@ -374,8 +376,7 @@ TEST_F(WindowControls, AutomaticExposureHidesTheSlider) {
                      {"checkBoxAutoExposure.checked", "1"},
                      {"labelExposureMS.hidden", "1"},
                      {"horizontalSliderExposure.hidden", "1"}}));
-    EXPECT_THAT(log.lines(),
-                ElementsAre("default: auto exposure: 0", "default: auto exposure: 1"));
+    EXPECT_THAT(log.lines(), ElementsAre("default: auto exposure: 0", "default: auto exposure: 1"));
     EXPECT_THAT(camera.calls(), ElementsAre("useAutoExposure(false)", "getExposureTime()",
                                             "useAutoExposure(true)"));
 }
@@ -423,7 +424,8 @@ TEST_F(WindowControls, KeepRatioIsOnlyRemembered) {
     EXPECT_EQ(changed([&] { click("checkBoxKeepRatio"); }),
               (State{{"keep ratio", "0"}, {"checkBoxKeepRatio.checked", "0"}}));
     click("checkBoxKeepRatio");
-    EXPECT_THAT(log.lines(), ElementsAre("default: set keep ratio: 0", "default: set keep ratio: 1"));
+    EXPECT_THAT(log.lines(),
+                ElementsAre("default: set keep ratio: 0", "default: set keep ratio: 1"));
     EXPECT_THAT(camera.calls(), ElementsAre());
 }
 
@@ -469,9 +471,9 @@ TEST_F(WindowControls, ImuSwitchOfALiveCamera) {
                                                 "startObstacleDetection(false, false)"}));
     camera.forgetCalls();
     click("checkBoxObstacleDetectionUsingIMU");
-    EXPECT_EQ(camera.calls(), followedByResent({"stopObstacleDetection()", "isIMUSupported()",
-                                                "startRetrieveIMU(3, 3)",
-                                                "startObstacleDetection(true, false)"}));
+    EXPECT_EQ(camera.calls(),
+              followedByResent({"stopObstacleDetection()", "isIMUSupported()",
+                                "startRetrieveIMU(3, 3)", "startObstacleDetection(true, false)"}));
     EXPECT_THAT(log.lines(), ElementsAre("default: set obstacle using imu: 0",
                                          "default: set obstacle using imu: 1"));
 }

@@ -120,7 +120,9 @@ void LogWatch::clear() {
     log_lines.clear();
 }
 
-ModalWatch::ModalWatch() { lookLater(); }
+ModalWatch::ModalWatch() {
+    lookLater();
+}
 
 void ModalWatch::lookLater() {
     QTimer::singleShot(5, &context_, [this] { look(); });
@@ -134,8 +136,7 @@ void ModalWatch::look() {
     if (auto* box = qobject_cast<QMessageBox*>(active)) {
         box->setProperty("seen", true);
         boxes.push_back({box->windowTitle().toStdString(), box->text().toStdString(),
-                         static_cast<int>(box->standardButtons()),
-                         box->parentWidget() != nullptr});
+                         static_cast<int>(box->standardButtons()), box->parentWidget() != nullptr});
         if (on_box)
             on_box(*box);
         box->button(QMessageBox::Ok)->click();

@@ -74,8 +74,8 @@ public:
     void clear();
 };
 
-/// Answers modal boxes, nested ones too: notes what a message box says and presses Ok, after a look of the test's
-/// own; hands file dialogs to the test.
+/// Answers modal boxes, nested ones too: notes what a message box says and presses Ok, after a look
+/// of the test's own; hands file dialogs to the test.
 class ModalWatch {
 public:
     ModalWatch();

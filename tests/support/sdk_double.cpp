@@ -185,7 +185,13 @@ struct CameraDoubleEntry {
             d.target_ = d.position_ + 1;
         }
         const unsigned char value = CameraDouble::frameValue(d.delivered_);
-        for (auto& view : d.views_) std::fill(view.begin(), view.end(), value);
+        for (std::size_t type = 0; type < d.views_.size(); ++type) {
+            auto& view = d.views_[type];
+            std::fill(view.begin(), view.end(), value);
+            if (script().paint)
+                script().paint(static_cast<bino::OBSTACLE_VIEW_TYPE>(type), script().size.width,
+                               script().size.height, view.data());
+        }
         for (int y = 0; y < script().size.height; ++y)
             for (int x = 0; x < script().size.width; ++x) {
                 const Size3_<float> point =

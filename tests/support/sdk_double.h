@@ -42,6 +42,10 @@ struct CameraScript {
 
     int frames = 10;  ///< of the recording
 
+    /// Paints a view, RGBA or one channel; without it a frame is one value all over.
+    std::function<void(bino::OBSTACLE_VIEW_TYPE type, int width, int height, unsigned char* out)>
+        paint;
+
     /// Depth of the pixel at (x, y) of the cloud; the default says where the pixel is.
     std::function<Size3_<float>(int x, int y)> point;
 };
