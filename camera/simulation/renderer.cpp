@@ -261,7 +261,7 @@ float Renderer::Impl::shadeInterior(const Exposure& e, int x, int y) const {
         const Pose &first = e.view.pose(0), &last = e.view.pose(kShutterSteps - 1);
         const Vec3 a = first.rotation.transposed(point.position - first.position);
         const Vec3 b = last.rotation.transposed(point.position - last.position);
-        // The poses span three quarters of the exposure.
+        // The poses span two thirds of the exposure.
         constexpr float kWhole = static_cast<float>(kShutterSteps) / (kShutterSteps - 1);
         motion_x = std::clamp((b.x / b.z - a.x / a.z) / (rx.x - r.x) * kWhole, -20.0f, 20.0f);
         motion_y = std::clamp((b.y / b.z - a.y / a.z) / (ry.y - r.y) * kWhole, -20.0f, 20.0f);
@@ -303,18 +303,18 @@ float Renderer::Impl::shadeEdge(const Exposure& e, int tile, int x, int y) const
     const Vec3 right = rotation * Vec3{rx.x - r.x, rx.y - r.y, 0};
     const Vec3 down = rotation * Vec3{ry.x - r.x, ry.y - r.y, 0};
     float sum = 0;
-    for (int i = 0; i < 16; ++i) {
-        // A 4x4 grid; each row and each column meets every step of the shutter once.
-        const int gx = i & 3, gy = i >> 2, step = (gx + 3 * gy) & 3;
-        const float ox = (static_cast<float>(gx) - 1.5f) * 0.25f;
-        const float oy = (static_cast<float>(gy) - 1.5f) * 0.25f;
+    for (int i = 0; i < 9; ++i) {
+        // A 3x3 grid; each row and each column meets every step of the shutter once.
+        const int gx = i % 3, gy = i / 3, step = (gx + gy) % kShutterSteps;
+        const float ox = static_cast<float>(gx - 1) * (1.0f / 3.0f);
+        const float oy = static_cast<float>(gy - 1) * (1.0f / 3.0f);
         const float dx = r.x + ox * (rx.x - r.x) + oy * (ry.x - r.x);
         const float dy = r.y + ox * (rx.y - r.y) + oy * (ry.y - r.y);
-        const Vec3 jitter = {0.008f * (static_cast<float>(i % 5) - 2.0f), 0,
-                             0.008f * (static_cast<float>(i % 3) - 1.0f)};
+        const Vec3 jitter = {0.01f * static_cast<float>(gy - 1), 0,
+                             0.01f * static_cast<float>(gx - 1)};
         sum += shadeRay(e, tile, step, dx, dy, right, down, jitter);
     }
-    return sum * (1.0f / 16.0f) * e.light;
+    return sum * (1.0f / 9.0f) * e.light;
 }
 
 void Renderer::Impl::shadeTile(const Exposure& e, int tile) {

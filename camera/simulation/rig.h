@@ -34,8 +34,8 @@ struct EyeOptics {
 
 /// Sensor noise, in grey levels of an 8-bit picture at gain 1.
 struct SensorNoise {
-    double shot_variance = 1.0 / 45.0;  ///< per grey level: 45 electrons make one
-    double read_deviation = 0.7;
+    double shot_variance = 1.0 / 30.0;  ///< per grey level: 30 electrons make one
+    double read_deviation = 1.1;
     double scale = 1;
 };
 

@@ -125,7 +125,8 @@ int SceneBuilder::box(double x, double z, double width, double height, double de
     p.half = vec(width / 2, height / 2, depth / 2);
     p.material = material;
     p.label = label;
-    p.thin = std::min(width, depth) < 120;
+    // A rod, not a board: boards always show a face that rays meet.
+    p.thin = std::max(std::min(width, depth), std::min(std::max(width, depth), height)) < 120;
     return add(p);
 }
 

@@ -122,7 +122,9 @@ View::View(const std::vector<Primitive>& primitives, const BumpMap& bumps, const
                     continue;
                 candidates_.push_back(i);
                 // Narrower than two pixels at its nearest: single rays may miss it.
-                thin |= primitives[i].thin && 2 * primitives[i].half.x < 2 * pixel * b.near;
+                const Vec3& half = primitives[i].half;
+                thin |= primitives[i].thin &&
+                        std::min(half.x, std::min(half.y, half.z)) < pixel * b.near;
             }
             first_.push_back(static_cast<std::int32_t>(candidates_.size()));
             thin_.push_back(thin);

@@ -11,7 +11,7 @@
 namespace kova::camera {
 
 /// Points in time over one exposure at which rays are cast.
-constexpr int kShutterSteps = 4;
+constexpr int kShutterSteps = 3;
 
 /// One eye at one exposure, ready for casting: where it is, and which primitives each tile of the
 /// picture can see.
