@@ -14,12 +14,15 @@ LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, in
     const int x_end = std::min((cell_x + 1) * kHalfCell + kNarrowNeighbourhood, half.width);
     const int y_begin = std::max(cell_y * kHalfCell - kNarrowNeighbourhood, 0);
     const int y_end = std::min((cell_y + 1) * kHalfCell + kNarrowNeighbourhood, half.height);
+    // As far right as the first disparity of a row may lie.
+    const int unseen_end = (search.min_disparity + search.levels) / 2;
     int counted = 0, failed = 0, least = kInvalidDisparity, most = -1;
     for (int y = y_begin; y < y_end; ++y) {
         const std::uint16_t* row = half.row(y);
         int x = x_begin;
-        if (x_begin == 0)
-            while (x < x_end && !isDisparity(row[x])) ++x;
+        if (x_begin <= unseen_end)
+            x = std::clamp(static_cast<int>(std::find_if(row, row + x_end, isDisparity) - row),
+                           x_begin, x_end);
         counted += x_end - x;
         for (; x < x_end; ++x) {
             if (!isDisparity(row[x])) {

@@ -92,7 +92,8 @@ void boxRow(const Band& band, int x0, int y, const LevelRange& range, std::uint8
 /// y0 - kHaloRows; the grey values follow the levels.
 void costRows(const Band& band, int x0, const LevelRange& range, int begin, int end) {
     const std::size_t stride = BandMemory::pixelStride(range.size());
-    std::uint8_t* const* boxed = band.memory.boxed;
+    std::uint8_t* const boxed[3] = {band.memory.boxed[0], band.memory.boxed[1],
+                                    band.memory.boxed[2]};
     boxRow(band, x0, begin - 1, range, boxed[(begin + 2) % 3]);
     boxRow(band, x0, begin, range, boxed[begin % 3]);
     for (int y = begin; y < end; ++y) {

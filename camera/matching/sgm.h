@@ -31,7 +31,7 @@ public:
     std::uint8_t* path = nullptr;        ///< a path's values, from level 0; level -1 may be written
     std::uint8_t* from_left = nullptr;   ///< likewise
 
-    static constexpr int kRawStride = kCell + 16;
+    static constexpr int kRawStride = 2 * kCell;
 
 private:
     struct Free {

@@ -9,6 +9,7 @@
 #include "camera/matching/half_size.h"
 #include "camera/matching/narrow.h"
 #include "camera/matching/sgm_pass.h"
+#include "camera/matching/too_near.h"
 #include "camera/matching/upscale.h"
 
 namespace kova::camera {
@@ -17,9 +18,10 @@ namespace {
 
 constexpr int kStripRows = sgm::kCell;
 constexpr int kSpecklePixels = 100, kSpeckleStep = 2 * kDisparityScale;
-constexpr int kHalfSpecklePixels = 25, kHalfSpeckleStep = kDisparityScale;
+constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8,
+              kHalfSpeckleStep = kDisparityScale;
 /// Sides and disparities that the working memory's types can hold.
-constexpr int kMaxSide = 16384, kMaxDisparity = 4000;
+constexpr int kMaxSide = 16384, kMaxDisparity = 4000, kMaxLevels = 320;
 
 /// Calls body(begin, end) for strips of rows.
 template <typename Body>
@@ -39,9 +41,9 @@ public:
 private:
     using Grey = ImageView<const std::uint8_t>;
 
-    void matchHalf(const Grey& left, const Grey& right, const MatchParameters& parameters);
-    void matchFast(const Grey& left, const Grey& right, const MatchParameters& parameters,
-                   DisparityMap& map);
+    void matchQuarter(const Grey& left, const Grey& right, const MatchParameters& parameters);
+    void matchHalf(const MatchParameters& parameters);
+    void matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map);
     void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
                    DisparityMap& map);
     static void rate(const sgm::SgmPass& pass, const ConfidenceTable& table, DisparityMap& map);
@@ -49,23 +51,44 @@ private:
 
     const ConfidenceTable full_confidence_, half_confidence_;
     sgm::BandMemoryPool pool_;
-    sgm::SgmPass full_{pool_}, half_{pool_};
-    Image<std::uint8_t> half_left_, half_right_;
+    sgm::SgmPass full_{pool_}, half_{pool_}, quarter_{pool_};
+    Image<std::uint8_t> half_left_, half_right_, quarter_left_, quarter_right_;
+    Image<std::uint16_t> quarter_map_;
     DisparityMap half_map_;
     EdgeAwareFill fill_;
 };
 
-void SgmMatcher::matchHalf(const Grey& left, const Grey& right, const MatchParameters& parameters) {
-    const int width = halfSize(left.width), height = halfSize(left.height);
-    half_left_.resize(width, height);
-    half_right_.resize(width, height);
-    forRows(height, [&](int begin, int end) {
+void SgmMatcher::matchQuarter(const Grey& left, const Grey& right,
+                              const MatchParameters& parameters) {
+    const int half_width = halfSize(left.width), half_height = halfSize(left.height);
+    half_left_.resize(half_width, half_height);
+    half_right_.resize(half_width, half_height);
+    forRows(half_height, [&](int begin, int end) {
         halveRows(left, half_left_.view(), begin, end);
         halveRows(right, half_right_.view(), begin, end);
     });
+    const int width = halfSize(half_width), height = halfSize(half_height);
+    quarter_left_.resize(width, height);
+    quarter_right_.resize(width, height);
+    forRows(height, [&](int begin, int end) {
+        halveRows(half_left_.view(), quarter_left_.view(), begin, end);
+        halveRows(half_right_.view(), quarter_right_.view(), begin, end);
+    });
+    const int least = parameters.min_disparity / 4;
+    // Twice the range shows what is too near; the types of the search end at 320 levels.
+    const int end = std::min(parameters.max_disparity / 2 + 1, least + kMaxLevels);
+    quarter_.begin(width, height, least, end - least);
+    quarter_map_.resize(width, height);
+    quarter_.run(quarter_left_.view(), quarter_right_.view(), kQuarterSpecklePixels,
+                 kHalfSpeckleStep, quarter_map_.view());
+}
+
+void SgmMatcher::matchHalf(const MatchParameters& parameters) {
+    const int width = half_left_.width(), height = half_left_.height();
     const int least = parameters.min_disparity / 2;
     // One level more than half of them, since the last one is never taken.
     half_.begin(width, height, least, (parameters.max_disparity + 1) / 2 + 1 - least);
+    sgm::narrowSearch(quarter_map_.view(), width, height, half_.search());
     half_map_.resize(width, height);
     half_.run(half_left_.view(), half_right_.view(), kHalfSpecklePixels, kHalfSpeckleStep,
               half_map_.disparity.view());
@@ -77,9 +100,8 @@ void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, Di
     });
 }
 
-void SgmMatcher::matchFast(const Grey& left, const Grey& right, const MatchParameters& parameters,
-                           DisparityMap& map) {
-    matchHalf(left, right, parameters);
+void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map) {
+    matchHalf(parameters);
     rate(half_, half_confidence_, half_map_);
     const int lowest = parameters.min_disparity * kDisparityScale;
     const int end_of_range = (parameters.max_disparity - 1) * kDisparityScale;
@@ -104,7 +126,7 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
     full_.begin(left.width, left.height, parameters.min_disparity,
                 parameters.max_disparity - parameters.min_disparity);
     if (parameters.work_mode == WorkMode::kMedium) {
-        matchHalf(left, right, parameters);
+        matchHalf(parameters);
         sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
     }
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
@@ -142,11 +164,15 @@ Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParamet
     map.resize(left.width, left.height);
     if (left.empty())
         return {};
+    matchQuarter(left, right, parameters);
     if (parameters.work_mode == WorkMode::kFast)
-        matchFast(left, right, parameters, map);
+        matchFast(left, parameters, map);
     else
         matchFull(left, right, parameters, map);
     removeUnsure(parameters.confidence_threshold, map);
+    forRows(left.height, [&](int begin, int end) {
+        markTooNear(quarter_map_.view(), parameters.max_disparity, map, begin, end);
+    });
     if (parameters.fill)
         fill_.fill(left, map);
     return {};

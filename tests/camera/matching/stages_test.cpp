@@ -11,6 +11,7 @@
 #include "camera/matching/median.h"
 #include "camera/matching/narrow.h"
 #include "camera/matching/speckles.h"
+#include "camera/matching/too_near.h"
 #include "camera/matching/upscale.h"
 
 namespace kova::camera {
@@ -205,6 +206,38 @@ TEST(NarrowSearch, TakesWhatWasFoundAroundACellAndAllWhereTooMuchFailed) {
     EXPECT_EQ(search.ranges[0].end, search.ranges[1].end);
     EXPECT_EQ(0, search.ranges[2].begin);
     EXPECT_EQ(128, search.ranges[2].end);
+}
+
+TEST(NarrowSearch, DoesNotCountWhatTheRightEyeDoesNotSee) {
+    // Both cells lack more than a quarter, but only left of the first disparity of each row.
+    Image<std::uint16_t> half(64, 32);
+    half.fill(40 * kDisparityScale);
+    for (int y = 0; y < 32; ++y)
+        for (int x = 0; x < 45; ++x) half.at(x, y) = kInvalidDisparity;
+    sgm::Search search{0, 128, std::vector<sgm::LevelRange>(2)};
+    sgm::narrowSearch(half.view(), 128, 64, search);
+    EXPECT_EQ(128, search.ranges[0].size()) << "nothing is known of this cell";
+    EXPECT_EQ(80 - sgm::kNarrowMargin, search.ranges[1].begin);
+    EXPECT_EQ(80 + sgm::kNarrowMargin + 2, search.ranges[1].end);
+}
+
+TEST(TooNear, MarksTheInsideOfWhatTheSmallSearchFoundBeyondTheRange) {
+    Image<std::uint16_t> quarter(12, 10);
+    quarter.fill(4 * kDisparityScale);
+    for (int y = 2; y < 7; ++y)
+        for (int x = 3; x < 8; ++x) quarter.at(x, y) = 20 * kDisparityScale;
+    quarter.at(10, 8) = 20 * kDisparityScale;  // alone: a wrong match
+    DisparityMap map;
+    map.resize(47, 39);
+    map.disparity.fill(300);
+    map.confidence.fill(120);
+    markTooNear(quarter.view(), 64, map, 0, 39);
+    for (int y = 0; y < 39; ++y)
+        for (int x = 0; x < 47; ++x) {
+            const bool inside = x / 4 > 3 && x / 4 < 7 && y / 4 > 2 && y / 4 < 6;
+            ASSERT_EQ(inside ? kTooNearDisparity : 300, map.disparity.at(x, y)) << x << ", " << y;
+            ASSERT_EQ(inside ? 0 : 120, map.confidence.at(x, y));
+        }
 }
 
 TEST(EdgeAwareFill, FillsUpToTheEdgeOfThePicture) {
