@@ -46,7 +46,7 @@ protected:
     void startLoopedFile() {
         CameraScript script = cameras({});
         script.frames = 8;
-        script.size = {200, 160, 30};  // the top view, of 100 x 250 pixels, fits into the buffers
+        script.size = {256, 200, 30};  // the top view, of 200 x 250 pixels, fits into the buffers
         script.work_mode_result = RESULT_CAN_NOT_OPEN_FILE;
         makeWindow(script);
         camera.on_grab = [this] {
