@@ -4,6 +4,7 @@
 #include "tools/commands/import_command.h"
 #include "tools/commands/info_command.h"
 #include "tools/commands/list_command.h"
+#include "tools/commands/record_command.h"
 #include "tools/commands/simulate_command.h"
 #include "tools/commands/trim_command.h"
 #include "tools/report.h"
@@ -20,6 +21,7 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
     commands.push_back(makeListCommand());
     commands.push_back(makeSimulateCommand());
     commands.push_back(makeImportCommand());
+    commands.push_back(makeRecordCommand());
     commands.push_back(makeInfoCommand());
     commands.push_back(makeCheckCommand());
     commands.push_back(makeTrimCommand());

@@ -1,10 +1,14 @@
 #include "camera/pipeline/cameras.h"
 
-#include <cstdlib>
 #include <string>
 
 #include "camera/base/log.h"
+#include "camera/calibration/epipolar.h"
+#include "camera/calibration/store.h"
+#include "camera/rectification/rectifier.h"
+#include "camera/simulation/simulated_cameras.h"
 #include "camera/sources/camera_config.h"
+#include "camera/sources/decode.h"
 #include "camera/sources/v4l2_source.h"
 
 namespace kova::camera {
@@ -17,13 +21,6 @@ struct AttachedCamera {
     CameraInfo info;
 };
 
-std::string configurationFolder() {
-    if (const char* folder = std::getenv("XDG_CONFIG_HOME"); folder && *folder)
-        return std::string(folder) + "/kova";
-    const char* home = std::getenv("HOME");
-    return std::string(home ? home : "") + "/.config/kova";
-}
-
 std::vector<AttachedCamera> attachedCameras() {
     V4l2System& system = realV4l2System();
     std::vector<AttachedCamera> cameras;
@@ -31,7 +28,8 @@ std::vector<AttachedCamera> attachedCameras() {
         AttachedCamera camera;
         if (!queryDevice(system, node, camera.device))
             continue;
-        Result<CameraConfig> config = loadCameraConfig(configurationFolder(), camera.device.serial);
+        Result<CameraConfig> config =
+            loadCameraConfig(calibrationFolders().front().string(), camera.device.serial);
         if (config.ok())
             camera.config = config.value();
         else
@@ -49,11 +47,58 @@ std::vector<AttachedCamera> attachedCameras() {
     return cameras;
 }
 
+/// Looks at a few frames: are the rows of the rectified pair aligned?
+Status checkFit(Source& source) {
+    Status status;
+    const std::unique_ptr<Rectifier> rectifier = Rectifier::make(source.calibration(), status);
+    if (!rectifier)
+        return status;
+    EpipolarCheck check(rectifier->geometry().disparityOffset());
+    FrameDecoder decoder(source.stream());
+    RawFrame frame;
+    StereoPair pair;
+    Image<std::uint8_t> left, right;
+    int looked_at = 0;
+    for (int tries = 0; tries < 30 && looked_at < 2; ++tries) {
+        const Status grabbed = source.grab(frame);
+        if (!grabbed.ok() && grabbed.code() != ErrorCode::kNoNewFrame)
+            return grabbed;
+        // The first frames of many cameras are dark: their exposure still settles.
+        if (!grabbed.ok() || tries < 5 || !decoder.decode(frame, pair).ok())
+            continue;
+        rectifier->rectify(pair.left.view(), pair.right.view(), left, right);
+        check.add(left.view(), right.view());
+        ++looked_at;
+    }
+    const EpipolarReport report = check.report();
+    if (!report.status().ok())
+        return {ErrorCode::kCalibrationMisfit,
+                source.camera().name + ": the calibration does not fit the pictures: " +
+                    report.words + "; calibrate again with 'kova calibrate'"};
+    return {};
+}
+
+Result<std::unique_ptr<Source>> openAttached(const AttachedCamera& camera,
+                                             const bino::ResolutionFpsMode& mode) {
+    const Result<StereoCalibration> calibration =
+        findCalibration(camera.info.serial_number, mode.width, mode.height);
+    if (!calibration.ok())
+        return calibration.status();
+    auto source =
+        V4l2Source::open(realV4l2System(), camera.device, camera.config, mode, calibration.value());
+    if (!source.ok())
+        return source.status();
+    if (Status s = checkFit(*source.value()); !s.ok())
+        return s;
+    return std::unique_ptr<Source>(std::move(source.value()));
+}
+
 }  // namespace
 
 std::vector<CameraInfo> listCameras() {
     std::vector<CameraInfo> list;
     for (const AttachedCamera& camera : attachedCameras()) list.push_back(camera.info);
+    for (const CameraInfo& simulated : listSimulatedCameras()) list.push_back(simulated);
     return list;
 }
 
@@ -63,10 +108,14 @@ Result<std::unique_ptr<Source>> openCamera(int index, bino::RESOLUTION_FPS_MODE 
         return Status(ErrorCode::kInvalidMode,
                       "unknown resolution mode " + std::to_string(static_cast<int>(mode)));
     const std::vector<AttachedCamera> attached = attachedCameras();
-    if (index < 0 || index >= static_cast<int>(attached.size()))
+    const int real = static_cast<int>(attached.size());
+    const int all = real + static_cast<int>(listSimulatedCameras().size());
+    if (index < 0 || index >= all)
         return Status(ErrorCode::kInvalidCamera, "there is no camera " + std::to_string(index) +
                                                      "; was it unplugged? 'kova list' shows them");
-    return Status(ErrorCode::kNotCalibrated, "the camera is not calibrated; run 'kova calibrate'");
+    if (index >= real)
+        return openSimulatedCamera(index - real, mode);
+    return openAttached(attached[static_cast<std::size_t>(index)], *wanted);
 }
 
 }  // namespace kova::camera

@@ -2,7 +2,8 @@
 
 #include <cstdio>
 
-#include "camera/simulation/simulated_cameras.h"
+#include "camera/pipeline/cameras.h"
+#include "sdk/modes.h"
 #include "tools/report.h"
 
 namespace kova::tools {
@@ -12,9 +13,7 @@ namespace {
 class ListCommand : public Command {
 public:
     std::string name() const override { return "list"; }
-    std::string description() const override {
-        return "List the simulated cameras of the environment";
-    }
+    std::string description() const override { return "List the attached cameras and their modes"; }
 
     void declare(CLI::App& app) override {
         app.footer(
@@ -23,14 +22,22 @@ public:
     }
 
     int run() override {
-        const std::vector<camera::CameraInfo> cameras = camera::listSimulatedCameras();
+        const std::vector<camera::CameraInfo> cameras = camera::listCameras();
         if (cameras.empty())
             std::fprintf(stderr,
-                         "kova: no simulated camera; set KOVA_SIMULATED_CAMERAS=P1 for one\n");
-        for (std::size_t i = 0; i < cameras.size(); ++i)
-            std::printf("%zu  %s, serial number %u, hardware %s%s\n", i, cameras[i].name.c_str(),
+                         "kova: no camera is attached; set KOVA_SIMULATED_CAMERAS=P1 for a "
+                         "simulated one\n");
+        for (std::size_t i = 0; i < cameras.size(); ++i) {
+            const auto model = static_cast<bino::CAMERA_MODEL>(cameras[i].model);
+            std::printf("%zu  %s, model %s, serial number %u, hardware %s%s\n", i,
+                        cameras[i].name.c_str(), bino::camera_model2str(model).c_str(),
                         cameras[i].serial_number, cameras[i].hardware_version.c_str(),
                         cameras[i].has_imu ? ", inertial unit" : "");
+            std::printf("   modes of the model:");
+            for (const bino::RESOLUTION_FPS_MODE mode : bino::camera_model_modes(model))
+                std::printf(" %s", bino::resolution_fps_mode2str(mode).c_str());
+            std::printf("\n");
+        }
         return kDone;
     }
 };
