@@ -136,7 +136,12 @@ struct CameraDoubleEntry {
         d.distance_max_ = script().distance_max;
         d.exposure_ = file ? 0 : script().exposure;
         const auto pixels = static_cast<std::size_t>(script().size.width) * script().size.height;
-        for (auto& view : d.views_) view.assign(pixels * 4, 0);
+        // Each is large enough for the top view too, whose size is another.
+        const auto& top = script().top_view;
+        const auto top_pixels =
+            static_cast<std::size_t>(2 * top.half_width * top.pixels_per_mm *
+                                     ((top.far_distance - top.near_distance) * top.pixels_per_mm));
+        for (auto& view : d.views_) view.assign(std::max(pixels, top_pixels) * 4, 0);
         d.cloud_.assign(pixels * 3, 0);
         return RESULT_OK;
     }
