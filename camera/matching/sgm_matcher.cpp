@@ -102,22 +102,20 @@ void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, Di
 
 void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map) {
     matchHalf(parameters);
-    rate(half_, half_confidence_, half_map_);
+    // Half a disparity more than the range was searched on both sides.
     const int lowest = parameters.min_disparity * kDisparityScale;
-    const int end_of_range = (parameters.max_disparity - 1) * kDisparityScale;
+    const int highest = (parameters.max_disparity - 1) * kDisparityScale;
+    forRows(half_map_.disparity.height(), [&](int begin, int end) {
+        for (int y = begin; y < end; ++y) {
+            std::uint16_t* d = half_map_.disparity.row(y);
+            for (int x = 0; x < half_map_.disparity.width(); ++x)
+                d[x] = 2 * d[x] < lowest || 2 * d[x] > highest ? kInvalidDisparity : d[x];
+        }
+    });
+    rate(half_, half_confidence_, half_map_);
     forRows(left.height, [&](int begin, int end) {
         upscaleDisparityRows(half_map_.disparity.view(), map.disparity.view(), begin, end);
         upscaleByteRows(half_map_.confidence.view(), map.confidence.view(), begin, end);
-        for (int y = begin; y < end; ++y) {
-            std::uint16_t* d = map.disparity.row(y);
-            for (int x = 0; x < left.width; ++x)
-                if (d[x] < lowest || d[x] > end_of_range || d[x] / kDisparityScale > x)
-                    d[x] = kInvalidDisparity;
-            std::uint8_t* c = map.confidence.row(y);
-            for (int x = 0; x < left.width; ++x)
-                if (!isDisparity(d[x]))
-                    c[x] = 0;
-        }
     });
 }
 

@@ -1,6 +1,7 @@
 #include "camera/matching/upscale.h"
 
 #include <algorithm>
+#include <cstring>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "camera/matching/upscale.cpp"
@@ -84,6 +85,10 @@ void upscaleByteRows(const ImageView<const std::uint8_t>& half, const ImageView<
     for (int y = begin; y < end; ++y) {
         const std::uint8_t* in = half.row(y / 2);
         std::uint8_t* out = full.row(y);
+        if (y > begin && y % 2 == 1) {
+            std::memcpy(out, full.row(y - 1), static_cast<std::size_t>(full.width));
+            continue;
+        }
         for (int x = 0; x < full.width; ++x) out[x] = in[x / 2];
     }
 }
