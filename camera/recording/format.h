@@ -11,7 +11,7 @@ constexpr int kRecordingMinorVersion = 0;
 /// `user_version` is 1000 * major + minor.
 constexpr int kRecordingVersion = 1000 * kRecordingMajorVersion + kRecordingMinorVersion;
 /// Largest picture of a frame [bytes].
-constexpr int kMaxFrameBytes = 256 << 20;
+constexpr int kMaxFrameBytes = 128 << 20;
 
 /// What lost frames.
 enum class DropCause {
