@@ -40,7 +40,7 @@ class RecordingReader {
 public:
     /// @return kCannotOpenFile (missing, no permission, a folder, still being recorded),
     ///         kInvalidFile (foreign, newer, damaged, its end missing, without calibration or
-    ///         frames). The log says which check failed.
+    ///         frames). The message says which check failed.
     static Result<std::unique_ptr<RecordingReader>> open(
         const std::string& path, const RecordingReaderOptions& options = {});
     ~RecordingReader();

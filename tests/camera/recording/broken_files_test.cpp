@@ -48,7 +48,13 @@ protected:
         sqlite3_close(db);
     }
 
-    ErrorCode openCode() { return RecordingReader::open(path_).status().code(); }
+    /// What opening says is kept beside the log.
+    ErrorCode openCode(const std::string& path) {
+        const auto reader = RecordingReader::open(path);
+        log_ += reader.status().message() + "\n";
+        return reader.status().code();
+    }
+    ErrorCode openCode() { return openCode(path_); }
 
     bool logged(const std::string& text) const { return log_.find(text) != std::string::npos; }
 
@@ -78,7 +84,7 @@ TEST_F(BrokenFiles, WhatCannotBeOpened) {
     EXPECT_EQ(RecordingReader::open("").status().code(), ErrorCode::kCannotOpenFile);
     EXPECT_EQ(RecordingReader::open(folder_ / "missing.kova").status().code(),
               ErrorCode::kCannotOpenFile);
-    EXPECT_EQ(RecordingReader::open(folder_.path()).status().code(), ErrorCode::kCannotOpenFile);
+    EXPECT_EQ(openCode(folder_.path()), ErrorCode::kCannotOpenFile);
     EXPECT_TRUE(logged("it is a folder"));
     EXPECT_EQ(RecordingReader::open("/dev/null").status().code(), ErrorCode::kCannotOpenFile);
     const std::string pipe = folder_ / "pipe";
