@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 #include "camera/base/parallel.h"
 
@@ -19,6 +20,8 @@ constexpr int kSplitSpread = 2 * kDisparityScale;
 /// Part of the measured pixels from which on the nearer of two surfaces counts.
 constexpr float kNearerPart = 0.3f;
 constexpr int kMaxCellPixels = 512;
+/// Mean change over 4 px that a cell needs [grey levels]: less is noise alone in any camera.
+constexpr float kMinChange = 1.2f;
 
 /// Mean of the surface that counts in a cell that straddles two; `count` becomes its size.
 float splitMean(std::uint16_t* values, int& count) {
@@ -67,9 +70,12 @@ void CellGrid::resize(int width, int height, int column_px, int bin_px) {
     disparity.resize(cells);
     weight.resize(cells);
     confidence.resize(cells);
+    fine.resize(cells);
+    coarse.resize(cells);
 }
 
-void CellGrid::reduce(const DisparityMap& map, double offset, int crop_top, int crop_bottom) {
+void CellGrid::reduce(const ImageView<const std::uint8_t>& left, const DisparityMap& map,
+                      double offset, int crop_top, int crop_bottom) {
     constexpr int kBinsPerTask = 8;
     const int tasks = (bins_ + kBinsPerTask - 1) / kBinsPerTask;
     parallelFor(tasks, [&](int task) {
@@ -78,23 +84,46 @@ void CellGrid::reduce(const DisparityMap& map, double offset, int crop_top, int 
             const int y_begin = std::max(bin * bin_px_, crop_top);
             const int y_end = std::min(binEnd(bin), height_ - crop_bottom);
             for (int column = 0; column < columns_; ++column)
-                reduceCell(map, offset, column, y_begin, y_end, index(column, bin));
+                reduceCell(left, map, offset, column, y_begin, y_end, index(column, bin));
         }
     });
 }
 
-void CellGrid::reduceCell(const DisparityMap& map, double offset, int column, int y_begin,
-                          int y_end, std::size_t cell) {
+bool CellGrid::textured(const ImageView<const std::uint8_t>& left, int x_begin, int x_end,
+                        int y_begin, int y_end, std::size_t cell) {
+    int change1 = 0;
+    int change4 = 0;
+    const int last = std::min(x_end, left.width - 4);
+    for (int y = y_begin; y < y_end; y += 2) {
+        const std::uint8_t* grey = left.row(y);
+        for (int x = x_begin; x < last; ++x) {
+            change1 += std::abs(grey[x + 1] - grey[x]);
+            change4 += std::abs(grey[x + 4] - grey[x]);
+        }
+    }
+    const int samples = std::max(0, last - x_begin) * ((y_end - y_begin + 1) / 2);
+    if (samples == 0)
+        return true;
+    fine[cell] = static_cast<float>(change1) / static_cast<float>(samples);
+    coarse[cell] = static_cast<float>(change4) / static_cast<float>(samples);
+    return coarse[cell] >= kMinChange;
+}
+
+void CellGrid::reduceCell(const ImageView<const std::uint8_t>& left, const DisparityMap& map,
+                          double offset, int column, int y_begin, int y_end, std::size_t cell) {
     kind[cell] = CellKind::kEmpty;
     disparity[cell] = 0;
     weight[cell] = 0;
     confidence[cell] = 0;
+    fine[cell] = coarse[cell] = 0;
     const int x_begin = columnBegin(column);
     const int x_end = columnEnd(column);
     const int pixels = std::max(0, y_end - y_begin) * (x_end - x_begin);
     if (pixels == 0)
         return;
 
+    if (!textured(left, x_begin, x_end, y_begin, y_end, cell))
+        return;
     std::uint16_t values[kMaxCellPixels];
     int count = 0;
     int too_near = 0;

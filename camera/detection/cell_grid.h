@@ -19,10 +19,13 @@ public:
     /// Changes the shape; allocates only when it grows.
     void resize(int width, int height, int column_px, int bin_px);
 
-    /// Fills the grid.
+    /// Fills the grid. Cells without texture in the picture are empty: what a matcher says there
+    /// it has carried over from elsewhere.
+    /// @param left                   rectified, grey
     /// @param offset                added to every disparity, see RectifiedGeometry
     /// @param crop_top, crop_bottom  rows left out at the edges [px]
-    void reduce(const DisparityMap& map, double offset, int crop_top, int crop_bottom);
+    void reduce(const ImageView<const std::uint8_t>& left, const DisparityMap& map, double offset,
+                int crop_top, int crop_bottom);
 
     int columns() const { return columns_; }
     int bins() const { return bins_; }
@@ -48,10 +51,15 @@ public:
     std::vector<float> disparity;   ///< depth disparity [px]
     std::vector<float> weight;      ///< independent measurements that the cell is worth
     std::vector<float> confidence;  ///< probability that its disparity is right, 0..1
+    std::vector<float> fine;        ///< mean change of the picture over 1 px [grey levels]
+    std::vector<float> coarse;      ///< the same over 4 px; not more than `fine`: noise alone
 
 private:
-    void reduceCell(const DisparityMap& map, double offset, int column, int y_begin, int y_end,
-                    std::size_t cell);
+    void reduceCell(const ImageView<const std::uint8_t>& left, const DisparityMap& map,
+                    double offset, int column, int y_begin, int y_end, std::size_t cell);
+
+    bool textured(const ImageView<const std::uint8_t>& left, int x_begin, int x_end, int y_begin,
+                  int y_end, std::size_t cell);
 
     int width_ = 0, height_ = 0, column_px_ = 1, bin_px_ = 1, columns_ = 0, bins_ = 0;
 };

@@ -130,8 +130,8 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
     context.stixels.crop_bottom =
         std::clamp(context.stixels.crop_bottom, 0, frame.height - context.stixels.crop_top);
 
-    my.grid.reduce(*input.map, input.geometry.disparityOffset(), context.stixels.crop_top,
-                   context.stixels.crop_bottom);
+    my.grid.reduce(input.left, *input.map, input.geometry.disparityOffset(),
+                   context.stixels.crop_top, context.stixels.crop_bottom);
     frame.health = judgePicture(input.left, my.grid);
     frame.health.dropped_frames = input.dropped_frames;
     frame.ground = my.ground.update(my.grid, input.geometry, gravity, input.t_ns,

@@ -97,7 +97,8 @@ float GroundFitter::score(const GroundModel& model, const GroundPrior& prior) co
         const float s = a * sample.u + b * sample.v + c;
         if (s < kMinPlaneDisparity)
             continue;
-        const float tolerance = groundTolerance(s);
+        // Narrower than for labels: a plane that compromises between two levels must not win.
+        const float tolerance = 0.35f + 0.012f * s;
         const float r = sample.d - s;
         if (r < -4 * tolerance) {
             sum -= 0.7f * sample.weight;
@@ -120,7 +121,7 @@ float GroundFitter::score(const GroundModel& model, const GroundPrior& prior) co
         const double g = std::log(model.height_mm / prior.track.height_mm) / kTrackHeightSigma;
         disagreement += std::min(9.0, e * e + g * g);
     }
-    return sum * static_cast<float>(1 - std::min(0.6, 0.02 * disagreement));
+    return sum * static_cast<float>(1 - std::min(0.8, 0.1 * disagreement));
 }
 
 GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const GroundPrior& prior,

@@ -18,12 +18,16 @@ constexpr float kMinEvidence = 6;
 constexpr float kMinEvidenceAlone = 14;
 /// More for one shorter than the minimum length, at length 0.
 constexpr float kShortEvidence = 20;
+/// Change of the picture over 4 px by that over 1 px: 1 for white noise, more for any surface.
+constexpr float kMinTexture = 1.2f;
 /// An object whose foot was seen this low stands on the ground [mm].
 constexpr float kStandsBelowMm = 200;
 /// Without a ground only upright surfaces of some height count [mm].
 constexpr float kMinHeightWithoutGround = 120;
 constexpr float kMinSamplesWithoutGround = 3;
 constexpr int kMinBinsForSlope = 6;
+/// A lower edge of a surface parallel to the ground is no obstacle: it may be unevenness [mm].
+constexpr float kMinEdgeMm = 90;
 /// Cells without depth that a free path may lead over.
 constexpr int kMaxGapBins = 4;
 
@@ -112,6 +116,8 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     stixel.too_near = segment.too_near;
     if (!(stixel.disparity > 0.25f))
         return false;
+    if (segment.texture < kMinTexture && !segment.too_near)
+        return false;  // noise alone, as in the sky: the matcher cannot have seen anything
     const float d = stixel.disparity;
     stixel.distance_mm = static_cast<float>(fb) / d;
     stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
@@ -133,7 +139,7 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
             return false;
         if (stixel.low_mm > limits.clearance)
             return false;
-        if (stixel.low_mm < kStandsBelowMm) {
+        if (stixel.low_mm < kStandsBelowMm && !(below && below->kind == SegmentKind::kRaised)) {
             // It stands on the ground: its foot is where the ground has its disparity.
             const double row = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
             int foot =
@@ -179,6 +185,58 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     return true;
 }
 
+/// The edge of a surface that lies higher than what is before it: an obstacle, while the surface
+/// behind the edge is none.
+bool StixelFilter::makeEdge(const StixelContext& context, const Segment& segment,
+                            const Segment* below, int column, Candidate& candidate) const {
+    const RectifiedGeometry& geometry = context.geometry;
+    const GroundModel& ground = context.ground->model;
+    float before = 0;
+    if (below && below->kind == SegmentKind::kRaised)
+        before = below->rise_mm;
+    else if (!below || below->kind != SegmentKind::kGround)
+        return false;
+    if (segment.rise_mm - before < kMinEdgeMm)
+        return false;
+    const double u = context.grid->centreX(column);
+    const float height = static_cast<float>(ground.height_mm);
+    // Where the edge's upper side is seen, and the ground below it.
+    const float s = static_cast<float>(ground.planeAt(u, segment.y_bottom));
+    const float d = ground.groundOf(s) * height / (height - segment.rise_mm);
+    const double foot = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
+    Stixel& stixel = candidate.stixel;
+    stixel = Stixel();
+    stixel.column = column;
+    stixel.x_begin = context.grid->columnBegin(column);
+    stixel.x_end = context.grid->columnEnd(column);
+    stixel.disparity = d;
+    stixel.sigma_px = segment.sigma_px > 0 ? std::min(segment.sigma_px, 0.4f) : 0.4f;
+    stixel.distance_mm = static_cast<float>(geometry.fx * geometry.baseline_mm) / d;
+    stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
+    stixel.confidence = segment.confidence;
+    stixel.y_top = std::max(0, segment.y_bottom - 1);
+    stixel.y_bottom =
+        std::clamp(static_cast<int>(std::lround(foot)), stixel.y_top + 1, geometry.height);
+    stixel.low_mm = 0;
+    stixel.high_mm = segment.rise_mm;
+    const float sigma_height = height * stixel.sigma_px * s / (d * d);
+    if (stixel.high_mm <
+        std::max(context.obstacles.obstacle_min_height * kUnit10mInMm, 3 * sigma_height))
+        return false;
+    candidate.evidence = segment.evidence;
+    const float min_length =
+        static_cast<float>(context.stixels.min_length * geometry.width) / kReferenceWidth;
+    const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
+    if (length < min_length)
+        candidate.evidence -= kShortEvidence * (1 - length / min_length);
+    if (candidate.evidence < kMinEvidence)
+        return false;
+    const auto point = pointAt(geometry, u, stixel.y_top, d);
+    stixel.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
+    stixel.lateral_mm = static_cast<float>(dot(point, axes_.right));
+    return true;
+}
+
 void StixelFilter::collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
                                  int column, DetectionFrame& frame) {
     const bool has_ground = context.ground->state != GroundState::kLost;
@@ -187,6 +245,12 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
     const int reach = context.grid->binPx();
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const Segment& segment = segments[i];
+        if (segment.kind == SegmentKind::kRaised) {
+            Candidate candidate;
+            if (makeEdge(context, segment, i > 0 ? &segments[i - 1] : nullptr, column, candidate))
+                candidates_.push_back(candidate);
+            continue;
+        }
         if (segment.kind != SegmentKind::kObject)
             continue;
         const Segment* below = i > 0 ? &segments[i - 1] : nullptr;

@@ -47,6 +47,8 @@ private:
                        int column, DetectionFrame& frame);
     bool makeStixel(const StixelContext& context, const Segment& segment, const Segment* below,
                     const Segment* above, int column, Candidate& candidate) const;
+    bool makeEdge(const StixelContext& context, const Segment& segment, const Segment* below,
+                  int column, Candidate& candidate) const;
     void support();
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
                    ColumnRange& range) const;

@@ -13,9 +13,17 @@ namespace {
 
 constexpr int kMaxLevels = 240;
 constexpr int kMaxBins = 512;
+constexpr int kStride = kMaxLevels + 2 + 9;
 constexpr std::uint8_t kFromGround = 254;
 constexpr std::uint8_t kFromSky = 253;
 constexpr float kNever = 1e9f;
+/// Heights of the raised surfaces that are tried [mm].
+constexpr std::array<float, 9> kRises = {-200, -130, -70, 60, 100, 150, 210, 280, 360};
+constexpr int kRaised = static_cast<int>(kRises.size());
+constexpr int kFromRaised = 241;    // and on, one code for each
+constexpr float kStep = 4.0f;       // between the ground and a raised surface [nat]
+constexpr float kSmallStep = 2.0f;  // between neighbouring raised surfaces
+/// Back pointers of ground, sky and raised surfaces lie behind those of the levels.
 
 // Standard deviation of one independent measurement [px].
 constexpr float kObjectSigma = 0.6f;
@@ -46,6 +54,7 @@ struct Column {
     std::array<float, kMaxBins> d, weight, cap, ground, plane;
     std::array<float, kMaxBins> confidence;
     std::array<CellKind, kMaxBins> kind;
+    std::array<float, kRaised> ratio;  ///< of a raised surface's disparity to the ground's; 0: none
 };
 
 float dataCost(float difference, float sigma, float weight, float cap) {
@@ -56,22 +65,32 @@ float dataCost(float difference, float sigma, float weight, float cap) {
 /// Appends the segment of the bins [begin, end), counted from the bottom. What does not fit its
 /// level is an outlier and does not count for its disparity.
 void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, const float* level,
-          int begin, int end, std::vector<Segment>& out) {
+          int column, int begin, int end, std::vector<Segment>& out) {
     if (out.size() == out.capacity())
         return;
     Segment segment;
     const int state = path[begin];
-    segment.kind = state == kFromGround ? SegmentKind::kGround
-                   : state == kFromSky  ? SegmentKind::kSky
-                                        : SegmentKind::kObject;
+    segment.kind = state == kFromGround   ? SegmentKind::kGround
+                   : state == kFromSky    ? SegmentKind::kSky
+                   : state >= kFromRaised ? SegmentKind::kRaised
+                                          : SegmentKind::kObject;
+    if (segment.kind == SegmentKind::kRaised)
+        segment.rise_mm = kRises[state - kFromRaised];
     segment.y_top = (in.bins - end) * grid.binPx();
     segment.y_bottom = grid.binEnd(in.bins - 1 - begin);
     float sum = 0, sum_d = 0, sum_dd = 0, sum_v = 0, sum_vv = 0, sum_vd = 0, sure = 0, too_near = 0;
+    float fine = 0, coarse = 0;
     for (int t = begin; t < end; ++t) {
         if (in.kind[t] == CellKind::kEmpty)
             continue;
         const float w = in.weight[t];
-        if (segment.kind == SegmentKind::kObject) {
+        if (segment.kind == SegmentKind::kRaised) {
+            const float g = in.ground[t];
+            const float sigma = kGroundSigma + 0.012f * g;
+            segment.evidence +=
+                dataCost(in.d[t] - g, sigma, w, in.cap[t]) -
+                dataCost(in.d[t] - g * in.ratio[state - kFromRaised], sigma, w, in.cap[t]);
+        } else if (segment.kind == SegmentKind::kObject) {
             const float at = level[path[t]];
             const float difference = in.d[t] - at;
             const float scale = 1 + 0.01f * in.d[t];
@@ -84,6 +103,9 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
             segment.evidence +=
                 to_ground - dataCost(difference / scale, kObjectSigma, w, in.cap[t]);
         }
+        const std::size_t cell = grid.index(column, in.bins - 1 - t);
+        fine += grid.fine[cell];
+        coarse += grid.coarse[cell];
         const float v = static_cast<float>(begin - t);
         sum += w;
         sum_d += w * in.d[t];
@@ -98,6 +120,7 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
         segment.disparity = sum_d / sum;
         segment.confidence = sure / sum;
         segment.samples = sum;
+        segment.texture = coarse / std::max(0.1f, fine);
         segment.too_near = too_near > 0.5f * sum;
         const float spread = std::max(0.0f, sum_dd / sum - segment.disparity * segment.disparity);
         // Errors that a whole segment shares do not average out.
@@ -117,7 +140,7 @@ struct StixelSearch::Scratch {
     std::array<float, kMaxLevels> cost, next, suffix, prefix;
     std::array<std::uint8_t, kMaxLevels> suffix_at, prefix_at;
     std::array<std::uint8_t, kMaxBins> path;
-    std::vector<std::uint8_t> back = std::vector<std::uint8_t>(kMaxBins * (kMaxLevels + 2));
+    std::vector<std::uint8_t> back = std::vector<std::uint8_t>(kMaxBins * kStride);
 };
 
 void StixelSearch::resize(const CellGrid& grid, float max_disparity) {
@@ -169,6 +192,10 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
             high = std::max(high, in.d[t]);
         }
     }
+    for (int j = 0; j < kRaised; ++j) {
+        const float height = ground ? static_cast<float>(ground->height_mm) : 0;
+        in.ratio[j] = kRises[j] < 0.6f * height ? height / (height - kRises[j]) : 0;
+    }
     segments_[column].clear();
     if (high <= 0)
         return;
@@ -184,7 +211,6 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
                                   levels_.begin()));
     const float* level = levels_.data() + first;
     const int count = last - first + 1;
-    const int stride = kMaxLevels + 2;
 
     // The cell's cost at every level is added to `s.next`.
     const auto addObjectCost = [&](int t) {
@@ -209,6 +235,14 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
         return dataCost(in.d[t] - in.ground[t], kGroundSigma + 0.012f * in.ground[t], in.weight[t],
                         in.cap[t]);
     };
+    const auto raisedCost = [&](int t, int j) {
+        if (in.ground[t] < 0 || !(in.ratio[j] > 0))
+            return kNever;
+        if (in.kind[t] == CellKind::kEmpty)
+            return kMissingGround;
+        const float d = in.ground[t] * in.ratio[j];
+        return dataCost(in.d[t] - d, kGroundSigma + 0.012f * d, in.weight[t], in.cap[t]);
+    };
     const auto skyCost = [&](int t) {
         if (in.plane[t] > 1)
             return kNever;  // below the horizon
@@ -217,8 +251,8 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
         return kSkyPrior +
                dataCost(std::max(0.0f, in.d[t] - 0.5f), kSkySigma, in.weight[t], in.cap[t]);
     };
-    const auto footCost = [&](float d, int t) {
-        const float g = in.ground[t];
+    const auto footCost = [&](float d, int t, float ratio) {
+        const float g = in.ground[t] * ratio;
         if (g < 0)
             return ground ? kFloating : 0.0f;
         const float tolerance = 1 + 0.04f * g;
@@ -227,12 +261,14 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
 
     float ground_cost = groundCost(0);
     float sky_cost = ground ? kNever : skyCost(0);
+    std::array<float, kRaised> raised;
+    for (int j = 0; j < kRaised; ++j) raised[j] = std::min(kNever, kStep + raisedCost(0, j));
     for (int k = 0; k < count; ++k) s.next[k] = 0.5f * kNewSegment;
     const float missing = addObjectCost(0);
     for (int k = 0; k < count; ++k) s.cost[k] = s.next[k] + missing;
 
     for (int t = 1; t < in.bins; ++t) {
-        std::uint8_t* back = s.back.data() + static_cast<std::size_t>(t) * stride;
+        std::uint8_t* back = s.back.data() + static_cast<std::size_t>(t) * kStride;
         // Best object nearer than a level, and best farther one.
         float best = kNever;
         int at = 0;
@@ -277,9 +313,22 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
             s.next[k] = value;
             back[k] = static_cast<std::uint8_t>(from);
         }
+        const int raised_at =
+            static_cast<int>(std::min_element(raised.begin(), raised.end()) - raised.begin());
+        const float best_raised = raised[raised_at];
+        if (best_raised < kNever) {
+            for (int k = 0; k < count; ++k) {
+                const float value =
+                    best_raised + kNewSegment + footCost(level[k], t, in.ratio[raised_at]);
+                if (value < s.next[k]) {
+                    s.next[k] = value;
+                    back[k] = static_cast<std::uint8_t>(kFromRaised + raised_at);
+                }
+            }
+        }
         if (ground_cost < kNever) {
             for (int k = 0; k < count; ++k) {
-                const float value = ground_cost + kNewSegment + footCost(level[k], t);
+                const float value = ground_cost + kNewSegment + footCost(level[k], t, 1);
                 if (value < s.next[k]) {
                     s.next[k] = value;
                     back[k] = kFromGround;
@@ -310,7 +359,34 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
                     back[kMaxLevels] = static_cast<std::uint8_t>(k);
                 }
             }
+            if (best_raised + kStep < next_ground) {
+                next_ground = best_raised + kStep;
+                back[kMaxLevels] = static_cast<std::uint8_t>(kFromRaised + raised_at);
+            }
             next_ground = std::min(kNever, next_ground + g);
+        }
+        std::array<float, kRaised> next_raised;
+        for (int j = 0; j < kRaised; ++j) {
+            next_raised[j] = kNever;
+            const float cost = raisedCost(t, j);
+            if (cost >= kNever)
+                continue;
+            float value = raised[j];
+            int from = kFromRaised + j;
+            const auto offer = [&](float other, int code) {
+                if (other < value) {
+                    value = other;
+                    from = code;
+                }
+            };
+            if (j > 0)
+                offer(raised[j - 1] + kSmallStep, kFromRaised + j - 1);
+            if (j + 1 < kRaised)
+                offer(raised[j + 1] + kSmallStep, kFromRaised + j + 1);
+            offer(ground_cost + kStep, kFromGround);
+            offer(best_object + kNewSegment + 1, best_object_at);
+            next_raised[j] = std::min(kNever, value + cost);
+            back[kMaxLevels + 2 + j] = static_cast<std::uint8_t>(from);
         }
         float next_sky = kNever;
         const float sky = skyCost(t);
@@ -325,12 +401,17 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
                 next_sky = best_object + kNewSegment;
                 back[kMaxLevels + 1] = static_cast<std::uint8_t>(best_object_at);
             }
+            if (best_raised + kNewSegment < next_sky) {
+                next_sky = best_raised + kNewSegment;
+                back[kMaxLevels + 1] = static_cast<std::uint8_t>(kFromRaised + raised_at);
+            }
             next_sky = std::min(kNever, next_sky + sky);
         }
         const float empty = addObjectCost(t);
         for (int k = 0; k < count; ++k) s.cost[k] = s.next[k] + empty;
         ground_cost = next_ground;
         sky_cost = next_sky;
+        raised = next_raised;
     }
 
     // Back from the top.
@@ -341,21 +422,29 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
         best_end = ground_cost;
         state = kFromGround;
     }
-    if (sky_cost < best_end)
+    if (sky_cost < best_end) {
+        best_end = sky_cost;
         state = kFromSky;
+    }
+    for (int j = 0; j < kRaised; ++j)
+        if (raised[j] < best_end) {
+            best_end = raised[j];
+            state = kFromRaised + j;
+        }
     int end = in.bins;  // of the segment that is being followed down
     for (int t = in.bins - 1; t >= 0; --t) {
         s.path[t] = static_cast<std::uint8_t>(state);
         int from = state;
         if (t > 0) {
-            const std::uint8_t* back = s.back.data() + static_cast<std::size_t>(t) * stride;
-            from = state == kFromGround ? back[kMaxLevels]
-                   : state == kFromSky  ? back[kMaxLevels + 1]
-                                        : back[state];
+            const std::uint8_t* back = s.back.data() + static_cast<std::size_t>(t) * kStride;
+            from = state == kFromGround   ? back[kMaxLevels]
+                   : state == kFromSky    ? back[kMaxLevels + 1]
+                   : state >= kFromRaised ? back[kMaxLevels + 2 + state - kFromRaised]
+                                          : back[state];
         }
         const bool goes_on = t > 0 && (from == state || (state < kMaxLevels && from == state + 1));
         if (!goes_on) {
-            emit(grid, in, s.path.data(), level, t, end, segments_[column]);
+            emit(grid, in, s.path.data(), level, column, t, end, segments_[column]);
             end = t;
         }
         state = from;

@@ -8,7 +8,12 @@
 
 namespace kova::camera {
 
-enum class SegmentKind : std::uint8_t { kGround, kObject, kSky };
+enum class SegmentKind : std::uint8_t {
+    kGround,
+    kRaised,  ///< lies parallel to the ground, higher or lower: a pavement behind its kerb
+    kObject,
+    kSky,
+};
 
 /// A piece of one column with one explanation.
 struct Segment {
@@ -20,6 +25,8 @@ struct Segment {
     float evidence = 0;           ///< how much better than ground it explains the cells [nat]
     float samples = 0;            ///< independent measurements
     float confidence = 0;         ///< mean of its cells, 0..1
+    float texture = 0;            ///< change of the picture over 4 px by that over 1 px; 1: noise
+    float rise_mm = 0;            ///< of a raised surface: over the ground
     bool too_near = false;        ///< mostly nearer than the search can see
 };
 
@@ -27,11 +34,12 @@ struct Segment {
 /// stixel world of Pfeiffer and Franke (BMVC 2011) after Badino, Franke and Pfeiffer (DAGM 2009).
 ///
 /// The most probable explanation is found exactly, by a Viterbi pass per column over the states
-/// ground, sky and object-at-a-disparity: a data term with an outlier rate taken from the
-/// confidence (Pfeiffer, Gehrig and Schneider, CVPR 2013), priors for the number of segments, for
-/// objects standing on the ground, for farther objects above nearer ones, against anything below
-/// the ground. Errors of neighbouring pixels are alike, so a cell counts as the number of
-/// independent measurements that it is worth.
+/// ground, raised surface, sky and object-at-a-disparity: a data term with an outlier rate taken
+/// from the confidence (Pfeiffer, Gehrig and Schneider, CVPR 2013), priors for the number of
+/// segments, for objects standing on the ground, for farther objects above nearer ones, against
+/// anything below the ground. Errors of neighbouring pixels are alike, so a cell counts as the
+/// number of independent measurements that it is worth. (One simplification: of the raised surfaces
+/// below an object only the best is considered.)
 class StixelSearch {
 public:
     /// @param max_disparity  end of the search, as depth disparity [px]
