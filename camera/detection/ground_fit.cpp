@@ -23,11 +23,12 @@ constexpr double kMaxHeightMm = 5000;
 constexpr double kMaxPitch = 40 * kDegree;
 constexpr double kMaxRoll = 15 * kDegree;
 constexpr double kMaxGravityError = 10 * kDegree;
-constexpr int kHypotheses = 240;
-constexpr std::size_t kMaxScored = 2500;
+constexpr int kHypotheses = 200;
+constexpr std::size_t kMaxScored = 1500;
+constexpr std::size_t kMaxRefined = 8000;
 constexpr float kMinArea = 0.02f;
 constexpr float kMinPlaneDisparity = 1;
-constexpr int kIterations = 8;
+constexpr int kIterations = 6;
 
 double angleBetween(const std::array<double, 3>& p, const std::array<double, 3>& q) {
     return std::acos(std::clamp(p[0] * q[0] + p[1] * q[1] + p[2] * q[2], -1.0, 1.0));
@@ -182,6 +183,7 @@ GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const Ground
 void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& prior,
                           GroundModel& model) const {
     constexpr double kCellSigma = 0.35;  // [px] of one independent measurement
+    const std::size_t stride = std::max<std::size_t>(1, samples_.size() / kMaxRefined);
     for (int iteration = 0; iteration < kIterations; ++iteration) {
         // d = A x + B y + C in normalised picture coordinates: (A, B, C) is the plane's normal,
         // scaled, so that the priors are linear.
@@ -192,7 +194,8 @@ void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& 
             side += weight * value * row;
         };
         const double wide = iteration < 3 ? 2.0 : 1.3;
-        for (const Sample& sample : samples_) {
+        for (std::size_t i = 0; i < samples_.size(); i += stride) {
+            const Sample& sample = samples_[i];
             const double s = model.planeAt(sample.u, sample.v);
             if (s < kMinPlaneDisparity || sample.gradient < 0.4 * model.b ||
                 sample.gradient > 2.5 * model.b)

@@ -6,24 +6,25 @@
 
 #include "camera/base/parallel.h"
 #include "camera/detection/ground_profile.h"
+#include "camera/detection/stixel_kernel.h"
 
 namespace kova::camera {
 
 namespace {
 
-constexpr int kMaxLevels = 240;
+constexpr int kMaxLevels = kLevelGroup * kMaxLevelGroups;
+/// Distance of two rows of costs: a whole group more, for the level after the last.
+constexpr int kRowStride = kMaxLevels + kLevelGroup;
 constexpr int kMaxBins = 512;
-constexpr int kStride = kMaxLevels + 2 + 9;
 constexpr std::uint8_t kFromGround = 254;
 constexpr std::uint8_t kFromSky = 253;
-constexpr float kNever = 1e9f;
+constexpr float kNever = kNeverCost;
 /// Heights of the raised surfaces that are tried [mm].
 constexpr std::array<float, 9> kRises = {-200, -130, -70, 60, 100, 150, 210, 280, 360};
 constexpr int kRaised = static_cast<int>(kRises.size());
-constexpr int kFromRaised = 241;    // and on, one code for each
-constexpr float kStep = 4.0f;       // between the ground and a raised surface [nat]
-constexpr float kSmallStep = 2.0f;  // between neighbouring raised surfaces
-/// Back pointers of ground, sky and raised surfaces lie behind those of the levels.
+constexpr int kFromRaised = kMaxLevels + 1;  // and on, one code for each
+constexpr float kStep = 4.0f;                // between the ground and a raised surface [nat]
+constexpr float kSmallStep = 2.0f;           // between neighbouring raised surfaces
 
 // Standard deviation of one independent measurement [px].
 constexpr float kObjectSigma = 0.6f;
@@ -35,6 +36,7 @@ constexpr float kNearerAbove = 2.3f;  // ordering: 0.1
 constexpr float kFloating = 2.5f;     // gravity: 0.08
 constexpr float kBelowGround = 7.0f;  // 0.001
 constexpr float kObjectAboveSky = 4.0f;
+constexpr float kRaisedAbove = 1.0f;
 constexpr float kMissingGround = 0.25f;
 constexpr float kMissingObject = 0.25f;
 constexpr float kMissingSky = 0.05f;
@@ -133,21 +135,260 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
     out.push_back(segment);
 }
 
+FootCosts footCosts(float base, float surface) {
+    FootCosts foot;
+    if (base >= kNever)
+        return foot;
+    if (surface < 0) {  // above the horizon nothing stands
+        foot.below_until = foot.above_from = 0;
+        foot.above = foot.on = base + kFloating;
+        return foot;
+    }
+    const float tolerance = 1 + 0.04f * surface;
+    foot.below_until = surface - tolerance;
+    foot.above_from = surface + tolerance;
+    foot.below = base + kBelowGround;
+    foot.on = base;
+    foot.above = base + kFloating;
+    return foot;
+}
+
 }  // namespace
 
+/// What one column's pass keeps: costs of every state at every bin, from which the way back is
+/// found without back pointers.
 struct StixelSearch::Scratch {
     Column column;
-    std::array<float, kMaxLevels> cost, next, suffix, prefix;
-    std::array<std::uint8_t, kMaxLevels> suffix_at, prefix_at;
+    Scratch() { start.fill(kNever); }
+    Image<float> cost{kRowStride, kMaxBins};
+    Image<float> start{kRowStride, 1};  ///< below the lowest bin
+    struct Row {
+        std::array<float, kMaxLevelGroups> group_min{};
+        float ground = kNever, sky = kNever;
+        float to_ground = kNever;  ///< least of the objects for ground above
+        std::array<float, kRaised> raised{};
+
+        int bestRaised() const {
+            return static_cast<int>(std::min_element(raised.begin(), raised.end()) -
+                                    raised.begin());
+        }
+        float bestObject(int groups) const {
+            return *std::min_element(group_min.begin(), group_min.begin() + groups);
+        }
+    };
+    std::vector<Row> rows = std::vector<Row>(kMaxBins);
     std::array<std::uint8_t, kMaxBins> path;
-    std::vector<std::uint8_t> back = std::vector<std::uint8_t>(kMaxBins * kStride);
+    int groups = 0;
+
+    float groundCost(int t) const;
+    float raisedCost(int t, int j) const;
+    float skyCost(int t) const;
+    void forward(const float* level, bool has_ground);
+    void enterObjects(int t, StixelStep& step) const;
+    void lyingSurfaces(int t);
+    int before(int t, int state, const float* level) const;
+    int bestObjectAt(int t) const;
 };
+
+float StixelSearch::Scratch::groundCost(int t) const {
+    const Column& in = column;
+    if (in.ground[t] < 0)
+        return kNever;
+    if (in.kind[t] == CellKind::kEmpty)
+        return kMissingGround;
+    return dataCost(in.d[t] - in.ground[t], kGroundSigma + 0.012f * in.ground[t], in.weight[t],
+                    in.cap[t]);
+}
+
+float StixelSearch::Scratch::raisedCost(int t, int j) const {
+    const Column& in = column;
+    if (in.ground[t] < 0 || !(in.ratio[j] > 0))
+        return kNever;
+    if (in.kind[t] == CellKind::kEmpty)
+        return kMissingGround;
+    const float d = in.ground[t] * in.ratio[j];
+    return dataCost(in.d[t] - d, kGroundSigma + 0.012f * d, in.weight[t], in.cap[t]);
+}
+
+float StixelSearch::Scratch::skyCost(int t) const {
+    const Column& in = column;
+    if (in.plane[t] > 1)
+        return kNever;  // below the horizon
+    if (in.kind[t] == CellKind::kEmpty)
+        return kMissingSky;
+    return kSkyPrior + dataCost(std::max(0.0f, in.d[t] - 0.5f), kSkySigma, in.weight[t], in.cap[t]);
+}
+
+/// Fills in what it costs to begin an object at bin t, from the states of the bin below it.
+void StixelSearch::Scratch::enterObjects(int t, StixelStep& step) const {
+    const Row& below = rows[t - 1];
+    float nearer = kNever;
+    for (int g = groups - 1; g >= 0; --g) {
+        nearer = std::min(nearer, below.group_min[g]);
+        step.jump[g] = nearer + kNewSegment;
+    }
+    float farther = kNever;
+    for (int g = 0; g < groups; ++g) {
+        step.jump[g] = std::min(step.jump[g], farther + kNewSegment + kNearerAbove);
+        farther = std::min(farther, below.group_min[g]);
+    }
+    step.other = below.sky < kNever ? below.sky + kNewSegment + kObjectAboveSky : kNever;
+    step.from_ground =
+        footCosts(below.ground < kNever ? below.ground + kNewSegment : kNever, column.ground[t]);
+    const int j = below.bestRaised();
+    step.from_raised = footCosts(below.raised[j] < kNever ? below.raised[j] + kNewSegment : kNever,
+                                 column.ground[t] < 0 ? -1 : column.ground[t] * column.ratio[j]);
+}
+
+/// Costs of ground, raised surfaces and sky at bin t.
+void StixelSearch::Scratch::lyingSurfaces(int t) {
+    const Row& below = rows[t - 1];
+    Row& row = rows[t];
+    const float best_raised = below.raised[below.bestRaised()];
+    const float best_object = below.bestObject(groups);
+    const auto sum = [](float p, float q) { return std::min(kNever, p + q); };
+
+    row.ground = sum(std::min({below.ground, best_raised + kStep, below.to_ground + kNewSegment}),
+                     groundCost(t));
+    row.sky = sum(std::min({below.sky, below.ground + kNewSegment, best_raised + kNewSegment,
+                            best_object + kNewSegment}),
+                  skyCost(t));
+    for (int j = 0; j < kRaised; ++j) {
+        float value = std::min(
+            {below.raised[j], below.ground + kStep, best_object + kNewSegment + kRaisedAbove});
+        if (j > 0)
+            value = std::min(value, below.raised[j - 1] + kSmallStep);
+        if (j + 1 < kRaised)
+            value = std::min(value, below.raised[j + 1] + kSmallStep);
+        row.raised[j] = sum(value, raisedCost(t, j));
+    }
+}
+
+void StixelSearch::Scratch::forward(const float* level, bool has_ground) {
+    const Column& in = column;
+    const int count = groups * kLevelGroup;
+    for (int t = 0; t < in.bins; ++t) {
+        StixelStep step;
+        step.groups = groups;
+        step.slant = kSlant;
+        if (in.kind[t] == CellKind::kEmpty) {
+            step.constant = kMissingObject;
+        } else {
+            // Levels lie farther apart where disparities are large.
+            const float sigma = kObjectSigma * (1 + 0.01f * in.d[t]);
+            step.d = in.d[t];
+            step.scale = 0.5f / (sigma * sigma);
+            step.weight = in.weight[t];
+            step.cap = in.cap[t];
+        }
+        if (t + 1 < in.bins && in.ground[t + 1] >= 0) {
+            step.ground_until = in.ground[t + 1] - 1;
+            step.below_ground = kBelowGround;
+        }
+        const float* below = start.row(0);
+        if (t > 0) {
+            enterObjects(t, step);
+            below = cost.row(t - 1);
+        } else {
+            std::fill_n(step.jump, kMaxLevelGroups, 0.5f * kNewSegment);
+        }
+        Row& row = rows[t];
+        row.to_ground = stixelStep(step, level, below, cost.row(t), row.group_min.data());
+        cost.row(t)[count] = kNever;
+        if (t > 0) {
+            lyingSurfaces(t);
+        } else {
+            row.ground = groundCost(0);
+            row.sky = has_ground ? kNever : skyCost(0);
+            for (int j = 0; j < kRaised; ++j)
+                row.raised[j] = std::min(kNever, kStep + raisedCost(0, j));
+        }
+    }
+}
+
+int StixelSearch::Scratch::bestObjectAt(int t) const {
+    const float* row = cost.row(t);
+    return static_cast<int>(std::min_element(row, row + groups * kLevelGroup) - row);
+}
+
+/// The best state at bin t - 1 for `state` at bin t: the same comparisons as on the way forward.
+int StixelSearch::Scratch::before(int t, int state, const float* level) const {
+    const Row& below = rows[t - 1];
+    const float* costs = cost.row(t - 1);
+    const int raised_at = below.bestRaised();
+    int from = state;
+    float value = 0;
+    const auto offer = [&](float other, int code) {
+        if (other < value) {
+            value = other;
+            from = code;
+        }
+    };
+    if (state == kFromGround) {
+        value = below.ground;
+        offer(below.raised[raised_at] + kStep, kFromRaised + raised_at);
+        if (below.to_ground + kNewSegment < value) {
+            for (int k = 0; k < groups * kLevelGroup; ++k)
+                offer(costs[k] + kNewSegment +
+                          (level[k] < column.ground[t] - 1 ? kBelowGround : 0.0f),
+                      k);
+        }
+        return from;
+    }
+    if (state == kFromSky) {
+        value = below.sky;
+        offer(below.ground + kNewSegment, kFromGround);
+        offer(below.raised[raised_at] + kNewSegment, kFromRaised + raised_at);
+        if (below.bestObject(groups) + kNewSegment < value)
+            from = bestObjectAt(t - 1);
+        return from;
+    }
+    if (state >= kFromRaised) {
+        const int j = state - kFromRaised;
+        value = below.raised[j];
+        if (j > 0)
+            offer(below.raised[j - 1] + kSmallStep, state - 1);
+        if (j + 1 < kRaised)
+            offer(below.raised[j + 1] + kSmallStep, state + 1);
+        offer(below.ground + kStep, kFromGround);
+        if (below.bestObject(groups) + kNewSegment + kRaisedAbove < value)
+            from = bestObjectAt(t - 1);
+        return from;
+    }
+    value = costs[state];
+    offer(costs[state + 1] + kSlant, state + 1);
+    StixelStep step;
+    enterObjects(t, step);
+    const auto entering = [&](const FootCosts& foot) {
+        const float at = level[state];
+        return at < foot.below_until ? foot.below : (at > foot.above_from ? foot.above : foot.on);
+    };
+    offer(entering(step.from_ground), kFromGround);
+    offer(entering(step.from_raised), kFromRaised + raised_at);
+    offer(step.other, kFromSky);
+    const int own_group = state / kLevelGroup;
+    if (step.jump[own_group] < value) {
+        value = kNever;
+        for (int g = 0; g < groups; ++g) {
+            const float extra = g < own_group ? kNearerAbove : 0.0f;
+            if (below.group_min[g] + kNewSegment + extra < value) {
+                value = below.group_min[g] + kNewSegment + extra;
+                const float* group = costs + g * kLevelGroup;
+                from = static_cast<int>(std::min_element(group, group + kLevelGroup) - costs);
+            }
+        }
+    }
+    return from;
+}
 
 void StixelSearch::resize(const CellGrid& grid, float max_disparity) {
     levels_.clear();
-    for (float d = 0.5f; d < max_disparity + 2 && levels_.size() < kMaxLevels;
-         d += d < 32 ? 0.5f : (d < 64 ? 1.0f : 2.0f))
+    float d = 0.5f;
+    while (levels_.size() < kMaxLevels &&
+           (d < max_disparity + 2 || levels_.size() % kLevelGroup != 0)) {
         levels_.push_back(d);
+        d += d < 32 ? 0.5f : (d < 64 ? 1.0f : 2.0f);
+    }
     segments_.resize(static_cast<std::size_t>(grid.columns()));
     for (auto& list : segments_) list.reserve(64);
 }
@@ -164,12 +405,11 @@ void StixelSearch::run(const CellGrid& grid, const GroundModel* ground) {
 
 void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, int column) {
     static thread_local Scratch scratch;
-    Scratch& s = scratch;
-    Column& in = s.column;
+    Column& in = scratch.column;
     in.bins = std::min(grid.bins(), kMaxBins);
 
     // The column, turned over: index 0 is the bottom.
-    float low = 1e9f;
+    float low = kNever;
     float high = 0;
     for (int t = 0; t < in.bins; ++t) {
         const int bin = grid.bins() - 1 - t;
@@ -200,251 +440,38 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
     if (high <= 0)
         return;
 
-    // Only levels that were seen can be the best.
-    const int first =
-        std::max(0, static_cast<int>(std::lower_bound(levels_.begin(), levels_.end(), low - 0.5f) -
-                                     levels_.begin()) -
-                        1);
-    const int last =
-        std::min(static_cast<int>(levels_.size()) - 1,
-                 static_cast<int>(std::lower_bound(levels_.begin(), levels_.end(), high + 0.5f) -
-                                  levels_.begin()));
-    const float* level = levels_.data() + first;
-    const int count = last - first + 1;
-
-    // The cell's cost at every level is added to `s.next`.
-    const auto addObjectCost = [&](int t) {
-        if (in.kind[t] == CellKind::kEmpty)
-            return kMissingObject;
-        const float d = in.d[t];
-        const float scale = 0.5f / (kObjectSigma * kObjectSigma);
-        const float cap = in.cap[t];
-        const float weight = in.weight[t];
-        for (int k = 0; k < count; ++k) {
-            // Levels lie farther apart where disparities are large.
-            const float difference = (d - level[k]) / (1 + 0.01f * d);
-            s.next[k] += weight * std::min(scale * difference * difference, cap);
-        }
-        return 0.0f;
+    // Only levels near what was seen can be the best.
+    const auto levelOf = [&](float d) {
+        return static_cast<int>(std::lower_bound(levels_.begin(), levels_.end(), d) -
+                                levels_.begin());
     };
-    const auto groundCost = [&](int t) {
-        if (in.ground[t] < 0)
-            return kNever;
-        if (in.kind[t] == CellKind::kEmpty)
-            return kMissingGround;
-        return dataCost(in.d[t] - in.ground[t], kGroundSigma + 0.012f * in.ground[t], in.weight[t],
-                        in.cap[t]);
-    };
-    const auto raisedCost = [&](int t, int j) {
-        if (in.ground[t] < 0 || !(in.ratio[j] > 0))
-            return kNever;
-        if (in.kind[t] == CellKind::kEmpty)
-            return kMissingGround;
-        const float d = in.ground[t] * in.ratio[j];
-        return dataCost(in.d[t] - d, kGroundSigma + 0.012f * d, in.weight[t], in.cap[t]);
-    };
-    const auto skyCost = [&](int t) {
-        if (in.plane[t] > 1)
-            return kNever;  // below the horizon
-        if (in.kind[t] == CellKind::kEmpty)
-            return kMissingSky;
-        return kSkyPrior +
-               dataCost(std::max(0.0f, in.d[t] - 0.5f), kSkySigma, in.weight[t], in.cap[t]);
-    };
-    const auto footCost = [&](float d, int t, float ratio) {
-        const float g = in.ground[t] * ratio;
-        if (g < 0)
-            return ground ? kFloating : 0.0f;
-        const float tolerance = 1 + 0.04f * g;
-        return d > g + tolerance ? kFloating : (d < g - tolerance ? kBelowGround : 0.0f);
-    };
-
-    float ground_cost = groundCost(0);
-    float sky_cost = ground ? kNever : skyCost(0);
-    std::array<float, kRaised> raised;
-    for (int j = 0; j < kRaised; ++j) raised[j] = std::min(kNever, kStep + raisedCost(0, j));
-    for (int k = 0; k < count; ++k) s.next[k] = 0.5f * kNewSegment;
-    const float missing = addObjectCost(0);
-    for (int k = 0; k < count; ++k) s.cost[k] = s.next[k] + missing;
-
-    for (int t = 1; t < in.bins; ++t) {
-        std::uint8_t* back = s.back.data() + static_cast<std::size_t>(t) * kStride;
-        // Best object nearer than a level, and best farther one.
-        float best = kNever;
-        int at = 0;
-        for (int k = count - 1; k >= 0; --k) {
-            s.suffix[k] = best;
-            s.suffix_at[k] = static_cast<std::uint8_t>(at);
-            if (s.cost[k] < best) {
-                best = s.cost[k];
-                at = k;
-            }
-        }
-        const float best_object = best;
-        const int best_object_at = at;
-        best = kNever;
-        at = 0;
-        for (int k = 0; k < count; ++k) {
-            s.prefix[k] = best;
-            s.prefix_at[k] = static_cast<std::uint8_t>(at);
-            if (s.cost[k] < best) {
-                best = s.cost[k];
-                at = k;
-            }
-        }
-        for (int k = 0; k < count; ++k) {
-            float value = s.cost[k];
-            int from = k;
-            const float slanted = k + 1 < count ? s.cost[k + 1] + kSlant : kNever;
-            if (slanted < value) {
-                value = slanted;
-                from = k + 1;
-            }
-            const float behind = s.suffix[k] + kNewSegment;
-            if (behind < value) {
-                value = behind;
-                from = s.suffix_at[k];
-            }
-            const float before = s.prefix[k] + kNewSegment + kNearerAbove;
-            if (before < value) {
-                value = before;
-                from = s.prefix_at[k];
-            }
-            s.next[k] = value;
-            back[k] = static_cast<std::uint8_t>(from);
-        }
-        const int raised_at =
-            static_cast<int>(std::min_element(raised.begin(), raised.end()) - raised.begin());
-        const float best_raised = raised[raised_at];
-        if (best_raised < kNever) {
-            for (int k = 0; k < count; ++k) {
-                const float value =
-                    best_raised + kNewSegment + footCost(level[k], t, in.ratio[raised_at]);
-                if (value < s.next[k]) {
-                    s.next[k] = value;
-                    back[k] = static_cast<std::uint8_t>(kFromRaised + raised_at);
-                }
-            }
-        }
-        if (ground_cost < kNever) {
-            for (int k = 0; k < count; ++k) {
-                const float value = ground_cost + kNewSegment + footCost(level[k], t, 1);
-                if (value < s.next[k]) {
-                    s.next[k] = value;
-                    back[k] = kFromGround;
-                }
-            }
-        }
-        if (sky_cost < kNever) {
-            const float value = sky_cost + kNewSegment + kObjectAboveSky;
-            for (int k = 0; k < count; ++k) {
-                if (value < s.next[k]) {
-                    s.next[k] = value;
-                    back[k] = kFromSky;
-                }
-            }
-        }
-
-        // Ground goes on, or begins again behind an object.
-        float next_ground = kNever;
-        const float g = groundCost(t);
-        if (g < kNever) {
-            next_ground = ground_cost;
-            back[kMaxLevels] = kFromGround;
-            for (int k = 0; k < count; ++k) {
-                const float value =
-                    s.cost[k] + kNewSegment + (level[k] < in.ground[t] - 1 ? kBelowGround : 0);
-                if (value < next_ground) {
-                    next_ground = value;
-                    back[kMaxLevels] = static_cast<std::uint8_t>(k);
-                }
-            }
-            if (best_raised + kStep < next_ground) {
-                next_ground = best_raised + kStep;
-                back[kMaxLevels] = static_cast<std::uint8_t>(kFromRaised + raised_at);
-            }
-            next_ground = std::min(kNever, next_ground + g);
-        }
-        std::array<float, kRaised> next_raised;
-        for (int j = 0; j < kRaised; ++j) {
-            next_raised[j] = kNever;
-            const float cost = raisedCost(t, j);
-            if (cost >= kNever)
-                continue;
-            float value = raised[j];
-            int from = kFromRaised + j;
-            const auto offer = [&](float other, int code) {
-                if (other < value) {
-                    value = other;
-                    from = code;
-                }
-            };
-            if (j > 0)
-                offer(raised[j - 1] + kSmallStep, kFromRaised + j - 1);
-            if (j + 1 < kRaised)
-                offer(raised[j + 1] + kSmallStep, kFromRaised + j + 1);
-            offer(ground_cost + kStep, kFromGround);
-            offer(best_object + kNewSegment + 1, best_object_at);
-            next_raised[j] = std::min(kNever, value + cost);
-            back[kMaxLevels + 2 + j] = static_cast<std::uint8_t>(from);
-        }
-        float next_sky = kNever;
-        const float sky = skyCost(t);
-        if (sky < kNever) {
-            next_sky = sky_cost;
-            back[kMaxLevels + 1] = kFromSky;
-            if (ground_cost + kNewSegment < next_sky) {
-                next_sky = ground_cost + kNewSegment;
-                back[kMaxLevels + 1] = kFromGround;
-            }
-            if (best_object + kNewSegment < next_sky) {
-                next_sky = best_object + kNewSegment;
-                back[kMaxLevels + 1] = static_cast<std::uint8_t>(best_object_at);
-            }
-            if (best_raised + kNewSegment < next_sky) {
-                next_sky = best_raised + kNewSegment;
-                back[kMaxLevels + 1] = static_cast<std::uint8_t>(kFromRaised + raised_at);
-            }
-            next_sky = std::min(kNever, next_sky + sky);
-        }
-        const float empty = addObjectCost(t);
-        for (int k = 0; k < count; ++k) s.cost[k] = s.next[k] + empty;
-        ground_cost = next_ground;
-        sky_cost = next_sky;
-        raised = next_raised;
-    }
+    const int last_group = static_cast<int>(levels_.size()) / kLevelGroup - 1;
+    const int first = std::min(std::max(0, levelOf(low - 1)) / kLevelGroup, last_group);
+    const int last = std::min(levelOf(high + 1) / kLevelGroup, last_group);
+    scratch.groups = last - first + 1;
+    const float* level = levels_.data() + first * kLevelGroup;
+    scratch.forward(level, ground != nullptr);
 
     // Back from the top.
-    int state =
-        static_cast<int>(std::min_element(s.cost.begin(), s.cost.begin() + count) - s.cost.begin());
-    float best_end = s.cost[state];
-    if (ground_cost < best_end) {
-        best_end = ground_cost;
-        state = kFromGround;
-    }
-    if (sky_cost < best_end) {
-        best_end = sky_cost;
-        state = kFromSky;
-    }
-    for (int j = 0; j < kRaised; ++j)
-        if (raised[j] < best_end) {
-            best_end = raised[j];
-            state = kFromRaised + j;
+    const Scratch::Row& top = scratch.rows[in.bins - 1];
+    int state = scratch.bestObjectAt(in.bins - 1);
+    float best = scratch.cost.row(in.bins - 1)[state];
+    const auto offer = [&](float value, int code) {
+        if (value < best) {
+            best = value;
+            state = code;
         }
+    };
+    offer(top.ground, kFromGround);
+    offer(top.sky, kFromSky);
+    for (int j = 0; j < kRaised; ++j) offer(top.raised[j], kFromRaised + j);
     int end = in.bins;  // of the segment that is being followed down
     for (int t = in.bins - 1; t >= 0; --t) {
-        s.path[t] = static_cast<std::uint8_t>(state);
-        int from = state;
-        if (t > 0) {
-            const std::uint8_t* back = s.back.data() + static_cast<std::size_t>(t) * kStride;
-            from = state == kFromGround   ? back[kMaxLevels]
-                   : state == kFromSky    ? back[kMaxLevels + 1]
-                   : state >= kFromRaised ? back[kMaxLevels + 2 + state - kFromRaised]
-                                          : back[state];
-        }
+        scratch.path[t] = static_cast<std::uint8_t>(state);
+        const int from = t > 0 ? scratch.before(t, state, level) : state;
         const bool goes_on = t > 0 && (from == state || (state < kMaxLevels && from == state + 1));
         if (!goes_on) {
-            emit(grid, in, s.path.data(), level, column, t, end, segments_[column]);
+            emit(grid, in, scratch.path.data(), level, column, t, end, segments_[column]);
             end = t;
         }
         state = from;

@@ -56,7 +56,7 @@ private:
     struct Scratch;
     void runColumn(const CellGrid& grid, const GroundModel* ground, int column);
 
-    std::vector<float> levels_;  ///< object disparities, rising [px]
+    std::vector<float> levels_;  ///< object disparities, rising [px]; whole groups
     std::vector<std::vector<Segment>> segments_;
 };
 

@@ -40,7 +40,7 @@ void paintHorizon(const DetectionFrame& frame, const ImageView<Rgba>& out) {
 /// Rows of points on what was measured of the nearest obstacle of each column.
 void paintObstacles(const DetectionFrame& frame, const ImageView<Rgba>& out) {
     const float radius = 1.8f * markScale(out);
-    const int step = std::max(3, frame.column_px / 2);
+    const int step = std::max(5, frame.column_px / 2);
     for (const ColumnRange& column : frame.columns) {
         if (column.stixel < 0)
             continue;
