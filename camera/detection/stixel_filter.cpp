@@ -16,6 +16,7 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 /// Evidence against ground that a stixel needs [nat]: beside others like it, and alone.
 constexpr float kMinEvidence = 6;
 constexpr float kMinEvidenceAlone = 14;
+constexpr float kMinEvidenceHanging = 40;
 /// More for one shorter than the minimum length, at length 0.
 constexpr float kShortEvidence = 20;
 /// Change of the picture over 4 px by that over 1 px: 1 for white noise, more for any surface.
@@ -176,7 +177,10 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
     if (length < min_length)
         candidate.evidence -= kShortEvidence * (1 - length / min_length);
-    if (candidate.evidence < kMinEvidence)
+    // What hangs in the air without anything below it is more often a wrong match than real.
+    const bool hangs = has_ground && stixel.low_mm > kStandsBelowMm &&
+                       !(below && below->kind == SegmentKind::kObject);
+    if (candidate.evidence < (hangs ? kMinEvidenceHanging : kMinEvidence))
         return false;
 
     const auto point = pointAt(geometry, u, 0.5 * (stixel.y_top + stixel.y_bottom), d);

@@ -38,10 +38,7 @@ public:
                       std::numeric_limits<double>::infinity());
         left.resize(width, height);
         map.resize(width, height);
-        std::mt19937 random(5);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-                left.at(x, y) = static_cast<std::uint8_t>(60 + random() % 100);
+        paintTexture();
     }
 
     /// The ground between two distances; `up_mm` lower or higher than the plane, rising by `slope`.
@@ -120,6 +117,26 @@ public:
         settings.temporal = false;
         camera::Detector detector;
         detector.detect(input(), settings, frame);
+    }
+
+    /// Smooth texture, stronger over a distance than from pixel to pixel, as surfaces have it.
+    void paintTexture() {
+        constexpr int kCell = 6;
+        const int across = geometry.width / kCell + 2;
+        std::mt19937 random(5);
+        std::vector<int> lattice(static_cast<std::size_t>(across) * (geometry.height / kCell + 2));
+        for (int& value : lattice) value = 60 + static_cast<int>(random() % 100);
+        for (int y = 0; y < geometry.height; ++y) {
+            for (int x = 0; x < geometry.width; ++x) {
+                const int fx = x % kCell;
+                const int fy = y % kCell;
+                const int* at = &lattice[static_cast<std::size_t>(y / kCell) * across + x / kCell];
+                const int top = at[0] * (kCell - fx) + at[1] * fx;
+                const int bottom = at[across] * (kCell - fx) + at[across + 1] * fx;
+                left.at(x, y) =
+                    static_cast<std::uint8_t>((top * (kCell - fy) + bottom * fy) / (kCell * kCell));
+            }
+        }
     }
 
 private:
