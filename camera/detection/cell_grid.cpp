@@ -10,9 +10,6 @@ namespace kova::camera {
 
 namespace {
 
-/// The matcher's support makes neighbouring errors alike: this many pixels are worth one
-/// independent measurement (a 5x12 block is worth two).
-constexpr float kPixelsPerSample = 30;
 /// Part of a cell that must have depth.
 constexpr float kMinFilled = 0.3f;
 /// A spread of this much within a cell means two surfaces [1/16 px].

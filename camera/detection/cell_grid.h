@@ -8,6 +8,10 @@
 
 namespace kova::camera {
 
+/// The matcher's support makes neighbouring errors alike: this many pixels are worth one
+/// independent measurement (a 5x12 block is worth two).
+constexpr float kPixelsPerSample = 30;
+
 /// What one cell of the grid holds.
 enum class CellKind : std::uint8_t { kEmpty, kMeasured, kTooNear };
 

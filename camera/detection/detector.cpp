@@ -123,6 +123,8 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
     context.map = input.map;
     context.geometry = input.geometry;
     context.ground = &frame.ground;
+    context.min_disparity =
+        static_cast<float>(input.min_disparity + input.geometry.disparityOffset());
     context.max_disparity = my.max_disparity;
     context.obstacles = settings.obstacles;
     context.stixels = settings.stixels;

@@ -27,7 +27,9 @@ struct DetectionInput {
     ImageView<const std::uint8_t> left;  ///< rectified, grey
     const DisparityMap* map = nullptr;   ///< same size
     RectifiedGeometry geometry;
-    int min_disparity = 0;    ///< searched, [px]
+    /// What is farther than this [px] may be measured, which helps to tell things from what is
+    /// behind them, but is not reported.
+    int min_disparity = 0;
     int max_disparity = 128;  ///< searched, exclusive [px]
     std::int64_t t_ns = 0;
     /// Samples since the frame before, turned into the rectified left frame.

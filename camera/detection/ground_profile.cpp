@@ -19,7 +19,8 @@ constexpr float kStep = 0.5f;
 constexpr int kZeroState = 12;
 constexpr float kFarthest = 2;      // plane disparity of the last knot [px]
 constexpr float kSteepest = 0.52f;  // [rad], 30 degrees
-constexpr float kMinGain = 0.06f;   // of all votes, over the flat plane
+constexpr float kMinGain = 0.15f;   // over the flat plane, 1 being the votes of one interval
+constexpr float kFewestCells = 30;  // an interval with fewer counts less
 
 using Histogram = std::array<std::array<float, kStates>, kIntervals * kSubBins>;
 
@@ -63,9 +64,8 @@ float votesOnLine(const Histogram& histogram, int interval, float from, float to
 }
 
 /// The best path of offsets through the knots; returns its votes less the cost of bending.
-float bestPath(const Histogram& histogram, const std::array<float, kIntervals>& total,
-               const GroundModel& model, const RectifiedGeometry& geometry,
-               std::array<int, kKnots>& path) {
+float bestPath(const Histogram& histogram, const GroundModel& model,
+               const RectifiedGeometry& geometry, std::array<int, kKnots>& path) {
     std::array<std::array<float, kStates>, kKnots> value;
     std::array<std::array<int, kStates>, kKnots> from{};
     const double fb = geometry.fx * geometry.baseline_mm;
@@ -88,7 +88,7 @@ float bestPath(const Histogram& histogram, const std::array<float, kIntervals>& 
                     continue;
                 const float bend = slope / 0.2f;
                 const float gain = votesOnLine(histogram, k - 1, offsetOf(state), offsetOf(to)) -
-                                   0.05f * total[k - 1] * bend * bend - 0.2f * std::fabs(bend);
+                                   0.05f * bend * bend - 0.02f * std::fabs(bend);
                 if (value[k - 1][state] + gain > value[k][to]) {
                     value[k][to] = value[k - 1][state] + gain;
                     from[k][to] = state;
@@ -180,16 +180,18 @@ void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
         total[bin / kSubBins] += weight;
     });
 
+    // Every interval has the same say, although the near ones fill most of the picture.
+    const float fewest =
+        kFewestCells * static_cast<float>(grid.columnPx() * grid.binPx()) / kPixelsPerSample;
+    for (int bin = 0; bin < kIntervals * kSubBins; ++bin)
+        for (float& value : histogram[bin]) value /= std::max(fewest, total[bin / kSubBins]);
+
     std::array<int, kKnots> path;
-    const float best = bestPath(histogram, total, model, geometry, path);
+    const float best = bestPath(histogram, model, geometry, path);
     float flat = 0;
-    float all = 0;
-    for (int k = 0; k < kIntervals; ++k) {
-        flat += votesOnLine(histogram, k, 0, 0);
-        all += total[k];
-    }
+    for (int k = 0; k < kIntervals; ++k) flat += votesOnLine(histogram, k, 0, 0);
     // A profile that was there is given up less easily than a new one is believed.
-    const float needed = (previous && !previous->flat ? 0.5f : 1.0f) * kMinGain * all;
+    const float needed = (previous && !previous->flat ? 0.5f : 1.0f) * kMinGain;
     if (best - flat < needed)
         return;
     model.flat = false;

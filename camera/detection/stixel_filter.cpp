@@ -17,6 +17,10 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kMinEvidence = 6;
 constexpr float kMinEvidenceAlone = 14;
 constexpr float kMinEvidenceHanging = 40;
+/// Mean confidence that a stixel needs: wrong matches of repeated and of far surfaces come with
+/// less, what is really there with 0.9.
+constexpr float kMinConfidence = 0.65f;
+constexpr float kMinConfidenceHanging = 0.8f;
 /// More for one shorter than the minimum length, at length 0.
 constexpr float kShortEvidence = 20;
 /// Change of the picture over 4 px by that over 1 px: 1 for white noise, more for any surface.
@@ -29,6 +33,7 @@ constexpr float kMinSamplesWithoutGround = 3;
 constexpr int kMinBinsForSlope = 6;
 /// A lower edge of a surface parallel to the ground is no obstacle: it may be unevenness [mm].
 constexpr float kMinEdgeMm = 90;
+constexpr int kStepBins = 4;
 /// Cells without depth that a free path may lead over.
 constexpr int kMaxGapBins = 4;
 
@@ -115,8 +120,8 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     stixel.disparity = segment.too_near ? context.max_disparity : segment.disparity;
     stixel.sigma_px = segment.sigma_px;
     stixel.too_near = segment.too_near;
-    if (!(stixel.disparity > 0.25f))
-        return false;
+    if (stixel.disparity < std::max(0.25f, context.min_disparity))
+        return false;  // farther than asked for
     if (segment.texture < kMinTexture && !segment.too_near)
         return false;  // noise alone, as in the sky: the matcher cannot have seen anything
     const float d = stixel.disparity;
@@ -182,6 +187,8 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
                        !(below && below->kind == SegmentKind::kObject);
     if (candidate.evidence < (hangs ? kMinEvidenceHanging : kMinEvidence))
         return false;
+    if (!stixel.too_near && stixel.confidence < (hangs ? kMinConfidenceHanging : kMinConfidence))
+        return false;
 
     const auto point = pointAt(geometry, u, 0.5 * (stixel.y_top + stixel.y_bottom), d);
     stixel.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
@@ -191,8 +198,23 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
 
 /// The edge of a surface that lies higher than what is before it: an obstacle, while the surface
 /// behind the edge is none.
-bool StixelFilter::makeEdge(const StixelContext& context, const Segment& segment,
-                            const Segment* below, int column, Candidate& candidate) const {
+bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segment>& segments,
+                            std::size_t index, int column, Candidate& candidate) const {
+    const Segment& segment = segments[index];
+    // The face of an edge may pass as a few narrow steps.
+    const auto isStep = [&](std::size_t i) {
+        return i + 1 < segments.size() && segments[i].kind == SegmentKind::kRaised &&
+               segments[i + 1].kind == SegmentKind::kRaised &&
+               segments[i + 1].rise_mm > segments[i].rise_mm &&
+               segments[i].y_bottom - segments[i].y_top <= kStepBins * context.grid->binPx();
+    };
+    if (isStep(index))
+        return false;
+    std::size_t lowest = index;
+    while (lowest > 0 && isStep(lowest - 1)) --lowest;
+    // The rim is where the surface itself begins to be seen.
+    const int y_edge = segment.y_bottom;
+    const Segment* below = lowest > 0 ? &segments[lowest - 1] : nullptr;
     const RectifiedGeometry& geometry = context.geometry;
     const GroundModel& ground = context.ground->model;
     float before = 0;
@@ -205,7 +227,7 @@ bool StixelFilter::makeEdge(const StixelContext& context, const Segment& segment
     const double u = context.grid->centreX(column);
     const float height = static_cast<float>(ground.height_mm);
     // Where the edge's upper side is seen, and the ground below it.
-    const float s = static_cast<float>(ground.planeAt(u, segment.y_bottom));
+    const float s = static_cast<float>(ground.planeAt(u, y_edge));
     const float d = ground.groundOf(s) * height / (height - segment.rise_mm);
     const double foot = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
     Stixel& stixel = candidate.stixel;
@@ -218,7 +240,7 @@ bool StixelFilter::makeEdge(const StixelContext& context, const Segment& segment
     stixel.distance_mm = static_cast<float>(geometry.fx * geometry.baseline_mm) / d;
     stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
     stixel.confidence = segment.confidence;
-    stixel.y_top = std::max(0, segment.y_bottom - 1);
+    stixel.y_top = std::max(0, y_edge - 1);
     stixel.y_bottom =
         std::clamp(static_cast<int>(std::lround(foot)), stixel.y_top + 1, geometry.height);
     stixel.low_mm = 0;
@@ -251,7 +273,7 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
         const Segment& segment = segments[i];
         if (segment.kind == SegmentKind::kRaised) {
             Candidate candidate;
-            if (makeEdge(context, segment, i > 0 ? &segments[i - 1] : nullptr, column, candidate))
+            if (makeEdge(context, segments, i, column, candidate))
                 candidates_.push_back(candidate);
             continue;
         }

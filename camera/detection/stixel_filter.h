@@ -23,6 +23,7 @@ struct StixelContext {
     const DisparityMap* map = nullptr;
     RectifiedGeometry geometry;
     const GroundEstimate* ground = nullptr;
+    float min_disparity = 0;    ///< farther stixels are left out, as depth disparity [px]
     float max_disparity = 128;  ///< end of the search, as depth disparity [px]
     bino::ObstacleDetectionParameters obstacles;
     bino::ObstacleDetectionStixelsParameters stixels;
@@ -47,8 +48,8 @@ private:
                        int column, DetectionFrame& frame);
     bool makeStixel(const StixelContext& context, const Segment& segment, const Segment* below,
                     const Segment* above, int column, Candidate& candidate) const;
-    bool makeEdge(const StixelContext& context, const Segment& segment, const Segment* below,
-                  int column, Candidate& candidate) const;
+    bool makeEdge(const StixelContext& context, const std::vector<Segment>& segments,
+                  std::size_t index, int column, Candidate& candidate) const;
     void support();
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
                    ColumnRange& range) const;

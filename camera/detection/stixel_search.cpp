@@ -56,6 +56,7 @@ struct Column {
     std::array<float, kMaxBins> d, weight, cap, ground, plane;
     std::array<float, kMaxBins> confidence;
     std::array<CellKind, kMaxBins> kind;
+    float height_mm = 0;               ///< of the camera
     std::array<float, kRaised> ratio;  ///< of a raised surface's disparity to the ground's; 0: none
 };
 
@@ -76,12 +77,10 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
                    : state == kFromSky    ? SegmentKind::kSky
                    : state >= kFromRaised ? SegmentKind::kRaised
                                           : SegmentKind::kObject;
-    if (segment.kind == SegmentKind::kRaised)
-        segment.rise_mm = kRises[state - kFromRaised];
     segment.y_top = (in.bins - end) * grid.binPx();
     segment.y_bottom = grid.binEnd(in.bins - 1 - begin);
     float sum = 0, sum_d = 0, sum_dd = 0, sum_v = 0, sum_vv = 0, sum_vd = 0, sure = 0, too_near = 0;
-    float fine = 0, coarse = 0;
+    float fine = 0, coarse = 0, sum_ratio = 0;
     for (int t = begin; t < end; ++t) {
         if (in.kind[t] == CellKind::kEmpty)
             continue;
@@ -89,6 +88,7 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
         if (segment.kind == SegmentKind::kRaised) {
             const float g = in.ground[t];
             const float sigma = kGroundSigma + 0.012f * g;
+            sum_ratio += w * in.d[t] / g;
             segment.evidence +=
                 dataCost(in.d[t] - g, sigma, w, in.cap[t]) -
                 dataCost(in.d[t] - g * in.ratio[state - kFromRaised], sigma, w, in.cap[t]);
@@ -121,6 +121,8 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
     if (sum > 0) {
         segment.disparity = sum_d / sum;
         segment.confidence = sure / sum;
+        if (segment.kind == SegmentKind::kRaised)
+            segment.rise_mm = in.height_mm * (1 - sum / std::max(0.1f * sum, sum_ratio));
         segment.samples = sum;
         segment.texture = coarse / std::max(0.1f, fine);
         segment.too_near = too_near > 0.5f * sum;
@@ -432,8 +434,9 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
             high = std::max(high, in.d[t]);
         }
     }
+    in.height_mm = ground ? static_cast<float>(ground->height_mm) : 0;
     for (int j = 0; j < kRaised; ++j) {
-        const float height = ground ? static_cast<float>(ground->height_mm) : 0;
+        const float height = in.height_mm;
         in.ratio[j] = kRises[j] < 0.6f * height ? height / (height - kRises[j]) : 0;
     }
     segments_[column].clear();
