@@ -1,5 +1,6 @@
 #include "tools/command.h"
 #include "tools/commands/check_command.h"
+#include "tools/commands/detect_command.h"
 #include "tools/commands/export_command.h"
 #include "tools/commands/import_command.h"
 #include "tools/commands/info_command.h"
@@ -24,6 +25,7 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
     commands.push_back(makeRecordCommand());
     commands.push_back(makeInfoCommand());
     commands.push_back(makeCheckCommand());
+    commands.push_back(makeDetectCommand());
     commands.push_back(makeTrimCommand());
     commands.push_back(makeExportCommand());
 #if defined(KOVA_BENCH_ENABLED)
