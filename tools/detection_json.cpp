@@ -10,18 +10,19 @@ namespace {
 
 using json = nlohmann::ordered_json;
 
-/// A number with at most three decimals; null for what is not finite.
-json number(double value, double step = 1) {
+/// A number in steps of 0.1, 0.01 or 0.001; null for what is not finite.
+json number(double value, double step) {
     if (!std::isfinite(value))
         return nullptr;
-    const double rounded = std::round(value / step);
     // Divided rather than multiplied: 0.3, not 0.30000000000000004.
-    const double scaled = step < 1 ? rounded / std::round(1 / step) : rounded * step;
-    return scaled == 0 ? 0.0 : scaled;
+    const double rounded = std::round(value / step) / std::round(1 / step);
+    return rounded == 0 ? 0.0 : rounded;  // no "-0.0"
 }
 
 json millimetres(double value) {
-    return number(value, 1);
+    if (!std::isfinite(value))
+        return nullptr;
+    return static_cast<std::int64_t>(std::llround(value));
 }
 
 const char* nameOf(camera::GroundState state) {

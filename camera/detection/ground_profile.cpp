@@ -22,6 +22,9 @@ constexpr float kSteepest = 0.52f;  // [rad], 30 degrees
 constexpr float kMinGain = 0.15f;   // over the flat plane, 1 being the votes of one interval
 constexpr float kFewestCells = 30;  // an interval with fewer counts less
 
+constexpr float kMinSubSupport = 0.2f;  // votes on the path, part of a sub-bin's cells
+constexpr int kMaxMissing = 3;          // sub-bins
+
 using Histogram = std::array<std::array<float, kStates>, kIntervals * kSubBins>;
 
 float offsetOf(int state) {
@@ -107,6 +110,25 @@ float bestPath(const Histogram& histogram, const GroundModel& model,
     return best;
 }
 
+/// Whether the ground was seen all along the path. A step or a drop makes a path with a gap: no
+/// cell lies on the slope that bridges it.
+bool continuous(const Histogram& histogram,
+                const std::array<float, kIntervals * kSubBins>& sub_total,
+                const std::array<int, kKnots>& path) {
+    int missing = 0;
+    for (int bin = 0; bin < kIntervals * kSubBins; ++bin) {
+        if (sub_total[bin] < 0.02f)
+            continue;
+        const int k = bin / kSubBins;
+        const float t = (static_cast<float>(bin % kSubBins) + 0.5f) / kSubBins;
+        const float state =
+            static_cast<float>(path[k]) * (1 - t) + static_cast<float>(path[k + 1]) * t;
+        const int at = std::clamp(static_cast<int>(std::lround(state)), 0, kStates - 1);
+        missing += histogram[bin][at] < kMinSubSupport * sub_total[bin];
+    }
+    return missing <= kMaxMissing;
+}
+
 void refineOffsets(const CellGrid& grid, GroundModel& model) {
     using Matrix = Eigen::Matrix<double, kKnots, kKnots>;
     using Vector = Eigen::Matrix<double, kKnots, 1>;
@@ -161,6 +183,7 @@ void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
 
     Histogram histogram{};
     std::array<float, kIntervals> total{};
+    std::array<float, kIntervals * kSubBins> sub_total{};
     const float log_ratio = std::log(ratio);
     forEachCell(grid, model, [&](float s, float d, float gradient, float weight) {
         if (gradient < 0.3f * static_cast<float>(model.b) ||
@@ -178,13 +201,17 @@ void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
             histogram[bin][state] += weight * (1 - t * t);
         }
         total[bin / kSubBins] += weight;
+        sub_total[bin] += weight;
     });
 
     // Every interval has the same say, although the near ones fill most of the picture.
     const float fewest =
         kFewestCells * static_cast<float>(grid.columnPx() * grid.binPx()) / kPixelsPerSample;
-    for (int bin = 0; bin < kIntervals * kSubBins; ++bin)
-        for (float& value : histogram[bin]) value /= std::max(fewest, total[bin / kSubBins]);
+    for (int bin = 0; bin < kIntervals * kSubBins; ++bin) {
+        const float scale = 1 / std::max(fewest, total[bin / kSubBins]);
+        for (float& value : histogram[bin]) value *= scale;
+        sub_total[bin] *= scale;
+    }
 
     std::array<int, kKnots> path;
     const float best = bestPath(histogram, model, geometry, path);
@@ -192,7 +219,7 @@ void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
     for (int k = 0; k < kIntervals; ++k) flat += votesOnLine(histogram, k, 0, 0);
     // A profile that was there is given up less easily than a new one is believed.
     const float needed = (previous && !previous->flat ? 0.5f : 1.0f) * kMinGain;
-    if (best - flat < needed)
+    if (best - flat < needed || !continuous(histogram, sub_total, path))
         return;
     model.flat = false;
     for (int k = 0; k < kKnots; ++k) model.knot_offset[k] = offsetOf(path[k]);

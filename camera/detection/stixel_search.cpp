@@ -77,6 +77,9 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
                    : state == kFromSky    ? SegmentKind::kSky
                    : state >= kFromRaised ? SegmentKind::kRaised
                                           : SegmentKind::kObject;
+    // What was not measured above an object is not known to belong to it.
+    if (segment.kind == SegmentKind::kObject)
+        while (end > begin + 1 && in.kind[end - 1] == CellKind::kEmpty) --end;
     segment.y_top = (in.bins - end) * grid.binPx();
     segment.y_bottom = grid.binEnd(in.bins - 1 - begin);
     float sum = 0, sum_d = 0, sum_dd = 0, sum_v = 0, sum_vv = 0, sum_vd = 0, sure = 0, too_near = 0;
