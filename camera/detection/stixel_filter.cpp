@@ -263,12 +263,46 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
     return true;
 }
 
+/// What begins below the ground's height is seen over the edge of a drop. True when all of it lies
+/// below the ground; what reaches higher, a wall beyond the edge, is judged as an obstacle too.
+bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segment,
+                               const Segment* below, int column, DetectionFrame& frame) const {
+    const GroundModel& ground = context.ground->model;
+    const double u = context.grid->centreX(column);
+    const int bin = context.grid->binPx();
+    const float d = segment.disparity;
+    const auto depthAt = [&](double row) {
+        return -ground.heightOver(static_cast<float>(ground.planeAt(u, row)), d);
+    };
+    const bool wholly = depthAt(segment.y_top + 0.5 * bin) > 0;
+    // Around the edge the matcher smears: what counts lies a little above it.
+    const double row = wholly ? segment.y_top + 0.5 * bin : segment.y_bottom - 1.5 * bin;
+    const float depth = depthAt(row);
+    const float sigma = static_cast<float>(ground.height_mm) * segment.sigma_px *
+                        std::max(0.0f, static_cast<float>(ground.planeAt(u, row))) / (d * d);
+    const double level_row = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
+    const bool over_an_edge = below && below->kind == SegmentKind::kGround &&
+                              segment.y_bottom - level_row > 2.5 * bin &&
+                              segment.confidence >= kMinConfidence;
+    if (depth > std::max(context.obstacles.min_drop, 4 * sigma) &&
+        segment.evidence > kMinEvidenceAlone && (wholly || over_an_edge)) {
+        Drop drop;
+        drop.column = column;
+        drop.depth_mm = depth;
+        drop.y_top = std::max(segment.y_top, static_cast<int>(std::max(0.0, level_row)));
+        drop.y_bottom = segment.y_bottom;
+        const float edge = ground.groundOf(static_cast<float>(ground.planeAt(u, segment.y_bottom)));
+        const auto point = pointAt(context.geometry, u, segment.y_bottom, edge);
+        drop.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
+        drop.lateral_mm = static_cast<float>(dot(point, axes_.right));
+        frame.drops.push_back(drop);
+    }
+    return wholly;
+}
+
 void StixelFilter::collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
                                  int column, DetectionFrame& frame) {
     const bool has_ground = context.ground->state != GroundState::kLost;
-    const GroundModel& ground = context.ground->model;
-    const double u = context.grid->centreX(column);
-    const int reach = context.grid->binPx();
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const Segment& segment = segments[i];
         if (segment.kind == SegmentKind::kRaised) {
@@ -281,31 +315,9 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
             continue;
         const Segment* below = i > 0 ? &segments[i - 1] : nullptr;
         const Segment* above = i + 1 < segments.size() ? &segments[i + 1] : nullptr;
-        if (has_ground && segment.disparity > 0) {
-            // Wholly below the ground: a drop.
-            const float s_top = static_cast<float>(ground.planeAt(u, segment.y_top + 0.5 * reach));
-            const float d = segment.disparity;
-            const float sigma = static_cast<float>(ground.height_mm) * segment.sigma_px *
-                                std::max(0.0f, s_top) / (d * d);
-            const float depth = -ground.heightOver(s_top, d);
-            if (depth > 0) {
-                if (depth > std::max(context.obstacles.min_drop, 4 * sigma) &&
-                    segment.evidence > kMinEvidenceAlone) {
-                    Drop drop;
-                    drop.column = column;
-                    drop.depth_mm = depth;
-                    drop.y_top = segment.y_top;
-                    drop.y_bottom = segment.y_bottom;
-                    const float edge =
-                        ground.groundOf(static_cast<float>(ground.planeAt(u, segment.y_bottom)));
-                    const auto point = pointAt(context.geometry, u, segment.y_bottom, edge);
-                    drop.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
-                    drop.lateral_mm = static_cast<float>(dot(point, axes_.right));
-                    frame.drops.push_back(drop);
-                }
-                continue;
-            }
-        }
+        if (has_ground && segment.disparity > 0 &&
+            collectDrop(context, segment, below, column, frame))
+            continue;
         Candidate candidate;
         if (makeStixel(context, segment, below, above, column, candidate))
             candidates_.push_back(candidate);

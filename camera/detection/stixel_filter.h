@@ -50,6 +50,8 @@ private:
                     const Segment* above, int column, Candidate& candidate) const;
     bool makeEdge(const StixelContext& context, const std::vector<Segment>& segments,
                   std::size_t index, int column, Candidate& candidate) const;
+    bool collectDrop(const StixelContext& context, const Segment& segment, const Segment* below,
+                     int column, DetectionFrame& frame) const;
     void support();
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
                    ColumnRange& range) const;
