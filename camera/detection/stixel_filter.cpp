@@ -34,6 +34,10 @@ constexpr int kMinBinsForSlope = 6;
 /// A lower edge of a surface parallel to the ground is no obstacle: it may be unevenness [mm].
 constexpr float kMinEdgeMm = 90;
 constexpr int kStepBins = 4;
+/// Farther edges cannot be told from uneven ground [px].
+constexpr float kMinDropDisparity = 6;
+constexpr int kMinColumnsBesideDrop = 3;
+constexpr float kSameEdgePart = 0.15f;
 /// Cells without depth that a free path may lead over.
 constexpr int kMaxGapBins = 4;
 
@@ -285,7 +289,8 @@ bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segm
                               segment.y_bottom - level_row > 2.5 * bin &&
                               segment.confidence >= kMinConfidence;
     if (depth > std::max(context.obstacles.min_drop, 4 * sigma) &&
-        segment.evidence > kMinEvidenceAlone && (wholly || over_an_edge)) {
+        segment.evidence > kMinEvidenceAlone && (wholly || over_an_edge) &&
+        ground.planeAt(u, segment.y_bottom) >= kMinDropDisparity) {
         Drop drop;
         drop.column = column;
         drop.depth_mm = depth;
@@ -322,6 +327,25 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
         if (makeStixel(context, segment, below, above, column, candidate))
             candidates_.push_back(candidate);
     }
+}
+
+/// An edge is wider than two columns.
+void StixelFilter::dropLoneDrops(DetectionFrame& frame) {
+    drops_.clear();
+    const int count = static_cast<int>(frame.drops.size());
+    for (int i = 0; i < count; ++i) {
+        const Drop& one = frame.drops[i];
+        int beside = 0;
+        for (int k = std::max(0, i - 6); k < std::min(count, i + 7); ++k) {
+            const Drop& other = frame.drops[k];
+            const int apart = std::abs(other.column - one.column);
+            beside += apart >= 1 && apart <= 3 &&
+                      std::fabs(other.ahead_mm - one.ahead_mm) < kSameEdgePart * one.ahead_mm;
+        }
+        if (beside >= kMinColumnsBesideDrop)
+            drops_.push_back(one);
+    }
+    std::swap(frame.drops, drops_);
 }
 
 void StixelFilter::support() {
@@ -395,6 +419,7 @@ void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
     }
     first_[grid.columns()] = static_cast<int>(candidates_.size());
     support();
+    dropLoneDrops(frame);
     for (int column = 0; column < grid.columns(); ++column) {
         const std::size_t begin = frame.stixels.size();
         for (int i = first_[column]; i < first_[column + 1]; ++i)

@@ -52,12 +52,14 @@ private:
                   std::size_t index, int column, Candidate& candidate) const;
     bool collectDrop(const StixelContext& context, const Segment& segment, const Segment* below,
                      int column, DetectionFrame& frame) const;
+    void dropLoneDrops(DetectionFrame& frame);
     void support();
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
                    ColumnRange& range) const;
 
     GroundAxes axes_;
     std::vector<Candidate> candidates_;
+    std::vector<Drop> drops_;
     std::vector<int> first_;  ///< index of a column's first candidate; one more than columns
 };
 
