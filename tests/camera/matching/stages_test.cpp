@@ -169,6 +169,19 @@ TEST(SpeckleFilter, EqualsAFloodFillForEveryThreadCount) {
     setThreadCount(0);
 }
 
+TEST(SpeckleFilter, RemovesGroupsUpToTheSizeAndKeepsLargerOnes) {
+    Image<std::uint16_t> map(30, 9);
+    map.fill(kInvalidDisparity);
+    for (int y = 2; y < 6; ++y)
+        for (int x = 2; x < 7; ++x) map.at(x, y) = map.at(x + 10, y) = 160;
+    map.at(17, 3) = 170;  // the second group has 21 pixels
+    SpeckleFilter filter;
+    filter.filter(map.view(), 20, 16);
+    EXPECT_EQ(kInvalidDisparity, map.at(4, 4));
+    EXPECT_EQ(160, map.at(14, 4));
+    EXPECT_EQ(170, map.at(17, 3));
+}
+
 TEST(EyeCheck, KeepsTheCheapestClaimAndWhatIsLikeIt) {
     std::uint16_t disparity[] = {16, 16, kInvalidDisparity, 32, 80, 17, 32};
     const std::uint8_t cost[] = {0, 9, 0, 5, 3, 4, 2};
@@ -192,6 +205,18 @@ TEST(EyeCheck, RejectsTheDearerOfTwoDifferentClaims) {
     checkEyes(disparity, cost, 9, 20, claims);
     EXPECT_EQ(kInvalidDisparity, disparity[5]);
     EXPECT_EQ(64, disparity[8]);
+}
+
+TEST(EyeCheck, KeepsTheFirstOfTwoEqualClaims) {
+    std::uint16_t disparity[9];
+    std::fill(disparity, disparity + 9, kInvalidDisparity);
+    disparity[5] = 16;
+    disparity[8] = 64;
+    const std::uint8_t cost[9] = {0, 0, 0, 0, 0, 10, 0, 0, 10};
+    std::uint32_t claims[9];
+    checkEyes(disparity, cost, 9, 20, claims);
+    EXPECT_EQ(16, disparity[5]);
+    EXPECT_EQ(kInvalidDisparity, disparity[8]);
 }
 
 TEST(NarrowSearch, TakesWhatWasFoundAroundACellAndAllWhereTooMuchFailed) {
