@@ -96,7 +96,8 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     const DisparityRange range = searchRange(geometry, distance_.minMm(), distance_.maxMm());
     MatchParameters match;
     match.work_mode = settings.work_mode;
-    match.min_disparity = range.min;
+    // What lies beyond the far limit must be found there, or it would match something nearer.
+    match.min_disparity = 0;
     match.max_disparity = range.max;
     match.fill = settings.fill;
     match.confidence_threshold = settings.confidence_threshold;
