@@ -32,11 +32,6 @@ bool isWorkMode(WORK_MODE mode) {
     return mode >= WORK_MODE_FAST && mode <= WORK_MODE_SLOW;
 }
 
-/// Of a camera that is turned by 180 degrees the right eye is the left one.
-camera::Eye colourEye(bool flip) {
-    return flip ? camera::Eye::kRight : camera::Eye::kLeft;
-}
-
 /// Everything that lives from open to close.
 struct OpenSource {
     camera::FrameFeeder feeder;
@@ -50,9 +45,8 @@ struct OpenSource {
     bool recording;
     int frames;
 
-    OpenSource(std::unique_ptr<camera::Source> source, std::unique_ptr<camera::Pipeline> p,
-               bool flip)
-        : feeder(std::move(source), colourEye(flip)),
+    OpenSource(std::unique_ptr<camera::Source> source, std::unique_ptr<camera::Pipeline> p)
+        : feeder(std::move(source)),
           pipeline(std::move(p)),
           pictures(pipeline->geometry().width, pipeline->geometry().height, camera::topViewWidth(),
                    camera::topViewHeight()),
@@ -117,8 +111,7 @@ RESULT_CODE StereoCamera::Impl::adopt(camera::Result<std::unique_ptr<camera::Sou
         camera::Pipeline::make(opened.value()->calibration(), status);
     if (!pipeline)
         return report(status);
-    auto adopted =
-        std::make_unique<OpenSource>(std::move(opened.value()), std::move(pipeline), settings.flip);
+    auto adopted = std::make_unique<OpenSource>(std::move(opened.value()), std::move(pipeline));
     const std::lock_guard<std::mutex> lock(settings_mutex);
     // What the user set on an earlier source stays, but for what depends on the source.
     settings.work_mode = static_cast<camera::WorkMode>(work_mode);
@@ -428,7 +421,6 @@ RESULT_CODE StereoCamera::useAutoExposure(bool automatic) {
 RESULT_CODE StereoCamera::setFlip(bool flip) {
     return impl_->set([&] {
         impl_->settings.flip = flip;
-        impl_->source->feeder.setColourEye(colourEye(flip));
         return RESULT_OK;
     });
 }

@@ -10,25 +10,27 @@ namespace kova::camera {
 
 void checkEyes(std::uint16_t* disparity, const std::uint8_t* cost, int width, int max_difference,
                std::uint32_t* claims) {
-    const auto partner = [&](int x) {
-        return x - ((disparity[x] + kDisparityScale / 2) >> kDisparityFractionBits);
+    // Which pixels have a partner is as good as random to the processor, so there are no branches:
+    // a pixel without one claims the element behind the row.
+    const auto partner = [&](int x, int d) {
+        const int p = x - ((d + kDisparityScale / 2) >> kDisparityFractionBits);
+        return p >= 0 && isDisparity(static_cast<std::uint16_t>(d)) ? p : width;
     };
-    std::memset(claims, 0xFF, static_cast<std::size_t>(width) * sizeof *claims);
+    std::memset(claims, 0xFF, (static_cast<std::size_t>(width) + 1) * sizeof *claims);
     for (int x = 0; x < width; ++x) {
-        if (!isDisparity(disparity[x]) || partner(x) < 0)
-            continue;
-        // The cost in the upper half decides; of equal ones the first stays.
-        const std::uint32_t claim = static_cast<std::uint32_t>(cost[x]) << 16 | disparity[x];
-        std::uint32_t& held = claims[partner(x)];
-        if (claim >> 16 < held >> 16)
-            held = claim;
+        // The cost in the upper half decides; of equal ones the first.
+        const std::uint32_t claim =
+            static_cast<std::uint32_t>(cost[x]) << 16 | static_cast<std::uint32_t>(x);
+        std::uint32_t& held = claims[partner(x, disparity[x])];
+        held = std::min(held, claim);
     }
     for (int x = 0; x < width; ++x) {
-        if (!isDisparity(disparity[x]))
-            continue;
-        if (partner(x) < 0 ||
-            std::abs(static_cast<int>(claims[partner(x)] & 0xFFFF) - disparity[x]) > max_difference)
-            disparity[x] = kInvalidDisparity;
+        const int d = disparity[x], p = partner(x, d);
+        // A holder is like itself, so its disparity is never changed before it is needed here.
+        const int like = disparity[claims[p] & 0xFFFF];
+        const bool keep = (p < width && std::abs(like - d) <= max_difference) ||
+                          !isDisparity(static_cast<std::uint16_t>(d));
+        disparity[x] = keep ? static_cast<std::uint16_t>(d) : kInvalidDisparity;
     }
 }
 

@@ -11,7 +11,8 @@ namespace kova::camera {
 /// @param disparity       1/16 px, in and out; what fails becomes kInvalidDisparity
 /// @param cost            of each winner
 /// @param max_difference  [1/16 px]
-/// @param claims          working memory of `width` elements
+/// @param width           at most 65536
+/// @param claims          working memory of `width` + 1 elements
 void checkEyes(std::uint16_t* disparity, const std::uint8_t* cost, int width, int max_difference,
                std::uint32_t* claims);
 

@@ -22,7 +22,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 // A line of kCell bytes is one vector with AVX-512, two with AVX2, four elsewhere.
 using Tag = hn::CappedTag<std::uint8_t, kCell>;
 using Vector = hn::Vec<Tag>;
-using Tag16 = hn::CappedTag<std::uint8_t, 16>;
 constexpr Tag d8;
 constexpr int kRowsAround = kCell + 2 * kHaloRows;
 
@@ -42,48 +41,81 @@ struct Band {
 
 // ---- Costs -----------------------------------------------------------------------------------
 
-template <class D>
-HWY_INLINE hn::Vec<D> hamming(D d, const std::uint8_t* const* l, const std::uint8_t* const* r,
-                              std::ptrdiff_t shift) {
-    const auto a = hn::Xor(hn::LoadU(d, l[0]), hn::LoadU(d, r[0] - shift));
-    const auto b = hn::Xor(hn::LoadU(d, l[1]), hn::LoadU(d, r[1] - shift));
-    const auto c = hn::Xor(hn::LoadU(d, l[2]), hn::LoadU(d, r[2] - shift));
+/// Three census planes of a row, seen from a column.
+struct CensusRow {
+    const std::uint8_t *a, *b, *c;
+
+    CensusRow(const EyePlanes& eye, int x, int y)
+        : a(eye.census(0, y) + x), b(eye.census(1, y) + x), c(eye.census(2, y) + x) {}
+};
+
+HWY_INLINE Vector bits(Vector a, Vector b, Vector c) {
     return hn::Add(hn::Add(hn::PopulationCount(a), hn::PopulationCount(b)), hn::PopulationCount(c));
 }
 
-/// Hamming distances of a row, summed over three columns, for the 64 pixels from x0.
-void boxRow(const Band& band, int x0, int y, const LevelRange& range, std::uint8_t* out) {
-    const std::uint8_t *l[3], *r[3];
+/// Hamming distances of one pixel to `lanes()` partners, from `r` on to the right.
+HWY_INLINE Vector hammingOfPixel(const CensusRow& l, const CensusRow& r, std::ptrdiff_t shift) {
+    return bits(hn::Xor(hn::Set(d8, *l.a), hn::LoadU(d8, r.a + shift)),
+                hn::Xor(hn::Set(d8, *l.b), hn::LoadU(d8, r.b + shift)),
+                hn::Xor(hn::Set(d8, *l.c), hn::LoadU(d8, r.c + shift)));
+}
+
+constexpr int kRawLevels = BandMemory::kRawLevels, kRawStride = BandMemory::kRawStride;
+
+/// Hamming distances of `count` levels from the disparity `first` on, for the 66 pixels around the
+/// cell's 64. The last two pixels have their levels in the lanes: a vector for each level would be
+/// as dear as that of the other 64.
+void rawRow(const Band& band, int x0, int y, int first, int count, std::uint8_t* raw) {
+    for (int x = 0; x < kCell; x += lanes()) {
+        const CensusRow l(band.left, x0 - 1 + x, y), r(band.right, x0 - 1 + x - first, y);
+        const Vector a = hn::LoadU(d8, l.a), b = hn::LoadU(d8, l.b), c = hn::LoadU(d8, l.c);
+        std::uint8_t* out = raw + x;
+        for (std::ptrdiff_t k = 0; k < count; ++k, out += kRawStride)
+            hn::Store(bits(hn::Xor(a, hn::LoadU(d8, r.a - k)), hn::Xor(b, hn::LoadU(d8, r.b - k)),
+                           hn::Xor(c, hn::LoadU(d8, r.c - k))),
+                      d8, out);
+    }
+    alignas(64) std::uint8_t tail[2][kRawLevels];
+    for (int x = 0; x < 2; ++x) {
+        const int column = x0 - 1 + kCell + x;
+        const CensusRow l(band.left, column, y);
+        // Levels go against the columns: the first one is the last lane.
+        const CensusRow r(band.right, column - first - (kRawLevels - 1), y);
+        for (int k = (kRawLevels - count) / lanes() * lanes(); k < kRawLevels; k += lanes())
+            hn::Store(hammingOfPixel(l, r, k), d8, tail[x] + k);
+    }
+    std::uint8_t* out = raw + kCell;
+    for (int k = 0; k < count; ++k, out += kRawStride) {
+        out[0] = tail[0][kRawLevels - 1 - k];
+        out[1] = tail[1][kRawLevels - 1 - k];
+    }
+}
+
+/// Hamming distances of a row for the 64 pixels from x0, summed over three columns.
+///
+/// @param sums   receives them, a line per level
+/// @param costs  unless null, receives the costs of the row before: the sums with those of the two
+///               rows before, `before` and `earlier`
+void boxRow(const Band& band, int x0, int y, const LevelRange& range, std::uint8_t* sums,
+            const std::uint8_t* before, const std::uint8_t* earlier, std::uint8_t* costs) {
     std::uint8_t* raw = band.memory.raw;
     const int first = band.search.min_disparity + range.begin;
-    for (int x = 0; x < kCell; x += lanes()) {
-        for (int k = 0; k < 3; ++k) {
-            l[k] = band.left.census(k, y) + x0 - 1 + x;
-            r[k] = band.right.census(k, y) + x0 - 1 + x;
-        }
-        for (int k = 0; k < range.size(); ++k)
-            hn::StoreU(hamming(d8, l, r, first + k), d8, raw + k * BandMemory::kRawStride + x);
-    }
-    const Tag16 d16;
-    for (int k = 0; k < 3; ++k) {
-        l[k] = band.left.census(k, y) + x0 - 1 + kCell;
-        r[k] = band.right.census(k, y) + x0 - 1 + kCell;
-    }
-    for (int k = 0; k < range.size(); ++k) {
-        std::uint8_t* out_raw = raw + k * BandMemory::kRawStride + kCell;
-        for (std::size_t x = 0; x < 2; x += hn::Lanes(d16)) {
-            const std::uint8_t* lx[3] = {l[0] + x, l[1] + x, l[2] + x};
-            const std::uint8_t* rx[3] = {r[0] + x, r[1] + x, r[2] + x};
-            hn::StoreU(hamming(d16, lx, rx, first + k), d16, out_raw + x);
-        }
-    }
-    for (int k = 0; k < range.size(); ++k) {
-        const std::uint8_t* from = raw + k * BandMemory::kRawStride;
+    for (int begin = 0; begin < range.size(); begin += kRawLevels) {
+        const int count = std::min(kRawLevels, range.size() - begin);
+        rawRow(band, x0, y, first + begin, count, raw);
         for (int x = 0; x < kCell; x += lanes()) {
-            const Vector sum =
-                hn::Add(hn::Add(hn::LoadU(d8, from + x), hn::LoadU(d8, from + x + 1)),
-                        hn::LoadU(d8, from + x + 2));
-            hn::Store(sum, d8, out + k * kCell + x);
+            const std::uint8_t* from = raw + x;
+            std::size_t i = static_cast<std::size_t>(begin) * kCell + static_cast<std::size_t>(x);
+            for (int k = 0; k < count; ++k, from += kRawStride, i += kCell) {
+                const Vector sum = hn::Add(hn::Add(hn::Load(d8, from), hn::LoadU(d8, from + 1)),
+                                           hn::LoadU(d8, from + 2));
+                hn::Store(sum, d8, sums + i);
+                if (!costs)
+                    continue;
+                const Vector box =
+                    hn::Add(sum, hn::Add(hn::Load(d8, before + i), hn::Load(d8, earlier + i)));
+                hn::Store(hn::ShiftRight<3>(box), d8, costs + i);
+            }
         }
     }
 }
@@ -92,22 +124,20 @@ void boxRow(const Band& band, int x0, int y, const LevelRange& range, std::uint8
 /// y0 - kHaloRows; the grey values follow the levels.
 void costRows(const Band& band, int x0, const LevelRange& range, int begin, int end) {
     const std::size_t stride = BandMemory::pixelStride(range.size());
-    std::uint8_t* const boxed[3] = {band.memory.boxed[0], band.memory.boxed[1],
-                                    band.memory.boxed[2]};
-    boxRow(band, x0, begin - 1, range, boxed[(begin + 2) % 3]);
-    boxRow(band, x0, begin, range, boxed[begin % 3]);
+    std::uint8_t *earlier = band.memory.boxed[0], *before = band.memory.boxed[1],
+                 *now = band.memory.boxed[2];
+    boxRow(band, x0, begin - 1, range, earlier, nullptr, nullptr, nullptr);
+    boxRow(band, x0, begin, range, before, nullptr, nullptr, nullptr);
     for (int y = begin; y < end; ++y) {
-        boxRow(band, x0, y + 1, range, boxed[(y + 1) % 3]);
         std::uint8_t* out =
             band.memory.rows + static_cast<std::size_t>(y - band.y0 + kHaloRows) * stride;
-        const std::size_t bytes = static_cast<std::size_t>(range.size()) * kCell;
-        for (std::size_t i = 0; i < bytes; i += static_cast<std::size_t>(lanes())) {
-            const Vector sum =
-                hn::Add(hn::Add(hn::Load(d8, boxed[0] + i), hn::Load(d8, boxed[1] + i)),
-                        hn::Load(d8, boxed[2] + i));
-            hn::Store(hn::ShiftRight<3>(sum), d8, out + i);
-        }
-        std::memcpy(out + bytes, band.left.grey(y) + x0, kCell);
+        boxRow(band, x0, y + 1, range, now, before, earlier, out);
+        std::memcpy(out + static_cast<std::size_t>(range.size()) * kCell, band.left.grey(y) + x0,
+                    kCell);
+        std::uint8_t* const free = earlier;
+        earlier = before;
+        before = now;
+        now = free;
     }
 }
 
@@ -122,15 +152,15 @@ void transpose(const std::uint8_t* from, std::size_t from_stride, std::uint8_t* 
             to[column * to_stride + row] = from[row * from_stride + column];
 }
 #else
-/// Stores the 16-byte blocks of a vector `stride` bytes apart.
+/// 16 bytes each of rows that are 16 apart, in the blocks of a vector.
 template <class D>
-HWY_INLINE void storeBlocks(D d, hn::Vec<D> v, std::uint8_t* to, std::size_t stride) {
+HWY_INLINE hn::Vec<D> loadBlocks(D d, const std::uint8_t* from, std::size_t stride) {
     if constexpr (hn::MaxLanes(D()) > 16) {
         const hn::Half<D> half;
-        storeBlocks(half, hn::LowerHalf(half, v), to, stride);
-        storeBlocks(half, hn::UpperHalf(half, v), to + stride * (hn::Lanes(half) / 16), stride);
+        return hn::Combine(d, loadBlocks(half, from + stride * hn::Lanes(half), stride),
+                           loadBlocks(half, from, stride));
     } else {
-        hn::StoreU(v, d, to);
+        return hn::Load(d, from);
     }
 }
 
@@ -145,17 +175,17 @@ HWY_INLINE void interleave(const Vector* in, Vector* out) {
 /// Transposes 64x64 bytes.
 void transpose(const std::uint8_t* from, std::size_t from_stride, std::uint8_t* to,
                std::size_t to_stride) {
-    for (std::size_t row = 0; row < kCell; row += 16) {
-        for (std::size_t column = 0; column < kCell; column += hn::Lanes(d8)) {
+    for (std::size_t row = 0; row < kCell; row += hn::Lanes(d8)) {
+        for (std::size_t column = 0; column < kCell; column += 16) {
             Vector a[16], b[16];
             for (std::size_t i = 0; i < 16; ++i)
-                a[i] = hn::Load(d8, from + (row + i) * from_stride + column);
+                a[i] = loadBlocks(d8, from + (row + i) * from_stride + column, from_stride);
             interleave(a, b);
             interleave(b, a);
             interleave(a, b);
             interleave(b, a);
             for (std::size_t i = 0; i < 16; ++i)
-                storeBlocks(d8, a[i], to + (column + i) * to_stride + row, 16 * to_stride);
+                hn::Store(a[i], d8, to + (column + i) * to_stride + row);
         }
     }
 }
@@ -459,7 +489,7 @@ void BandMemory::reserve(int levels) {
     const std::size_t pixel = pixelStride(levels);
     const std::size_t lines = static_cast<std::size_t>(levels) * kCell;
     const std::size_t path_bytes = lines + 2 * kCell;
-    const std::size_t raw_bytes = (static_cast<std::size_t>(levels) * kRawStride + 127) / 64 * 64;
+    constexpr std::size_t raw_bytes = std::size_t(kRawLevels) * kRawStride;
     const std::size_t bytes = raw_bytes + 3 * lines + (kCell + 2 * kHaloRows) * pixel +
                               5 * kCell * pixel + 2 * path_bytes;
     if (bytes > capacity_) {

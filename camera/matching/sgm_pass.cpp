@@ -44,7 +44,8 @@ void SgmPass::begin(int width, int height, int min_disparity, int levels) {
     search_.ranges.assign(
         static_cast<std::size_t>(cellsFor(width)) * static_cast<std::size_t>(cellsFor(height)),
         all);
-    claims_.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(cellsFor(height)));
+    claims_.resize(static_cast<std::size_t>(width + 1) *
+                   static_cast<std::size_t>(cellsFor(height)));
 }
 
 void SgmPass::preparePlanes(const ImageView<const std::uint8_t>& left,
@@ -68,7 +69,8 @@ void SgmPass::matchAndCheck(int band) {
     pool_.release(memory);
     const int width = left_.width();
     const int end = std::min((band + 1) * kCell, left_.height());
-    std::uint32_t* claims = &claims_[static_cast<std::size_t>(band) * width];
+    std::uint32_t* claims =
+        &claims_[static_cast<std::size_t>(band) * static_cast<std::size_t>(width + 1)];
     for (int y = band * kCell; y < end; ++y)
         checkEyes(winners_.disparity.row(y), winners_.best.row(y), width, kMaxEyeDifference,
                   claims);

@@ -56,7 +56,7 @@ private:
     Search search_;
     Winners winners_;
     SpeckleFilter speckles_;
-    std::vector<std::uint32_t> claims_;  ///< one row per band
+    std::vector<std::uint32_t> claims_;  ///< one row and an element per band
 };
 
 }  // namespace kova::camera::sgm

@@ -162,11 +162,10 @@ Status checkRectified(const StereoCalibration& c) {
     return {};
 }
 
-template <typename Pixel>
-void crop(const ImageView<const Pixel>& in, int width, Image<Pixel>& out) {
+void crop(const ImageView<const std::uint8_t>& in, int width, Image<std::uint8_t>& out) {
     out.resize(width, in.height);
     for (int y = 0; y < in.height; ++y)
-        std::memcpy(out.row(y), in.row(y), static_cast<std::size_t>(width) * sizeof(Pixel));
+        std::memcpy(out.row(y), in.row(y), static_cast<std::size_t>(width));
 }
 
 }  // namespace
@@ -237,17 +236,13 @@ void Rectifier::rectify(const ImageView<const std::uint8_t>& left,
 }
 
 void Rectifier::rectifyLeftColour(const ImageView<const Rgba>& left, Image<Rgba>& out) const {
-    if (impl_->crop_only)
-        crop(left, impl_->geometry.width, out);
-    else
+    if (!impl_->crop_only) {
         remap(impl_->left, left, out);
-}
-
-void Rectifier::rectifyRightColour(const ImageView<const Rgba>& right, Image<Rgba>& out) const {
-    if (impl_->crop_only)
-        crop(right, impl_->geometry.width, out);
-    else
-        remap(impl_->right, right, out);
+        return;
+    }
+    out.resize(impl_->geometry.width, left.height);
+    for (int y = 0; y < left.height; ++y)
+        std::memcpy(out.row(y), left.row(y), static_cast<std::size_t>(out.width()) * sizeof(Rgba));
 }
 
 }  // namespace kova::camera

@@ -185,7 +185,7 @@ TEST(SpeckleFilter, RemovesGroupsUpToTheSizeAndKeepsLargerOnes) {
 TEST(EyeCheck, KeepsTheCheapestClaimAndWhatIsLikeIt) {
     std::uint16_t disparity[] = {16, 16, kInvalidDisparity, 32, 80, 17, 32};
     const std::uint8_t cost[] = {0, 9, 0, 5, 3, 4, 2};
-    std::uint32_t claims[7];
+    std::uint32_t claims[8];
     checkEyes(disparity, cost, 7, 20, claims);
     EXPECT_EQ(kInvalidDisparity, disparity[0]) << "its partner is outside";
     EXPECT_EQ(16, disparity[1]) << "alone at 0";
@@ -201,7 +201,7 @@ TEST(EyeCheck, RejectsTheDearerOfTwoDifferentClaims) {
     disparity[5] = 16;
     disparity[8] = 64;
     const std::uint8_t cost[9] = {0, 0, 0, 0, 0, 30, 0, 0, 10};
-    std::uint32_t claims[9];
+    std::uint32_t claims[10];
     checkEyes(disparity, cost, 9, 20, claims);
     EXPECT_EQ(kInvalidDisparity, disparity[5]);
     EXPECT_EQ(64, disparity[8]);
@@ -213,7 +213,7 @@ TEST(EyeCheck, KeepsTheFirstOfTwoEqualClaims) {
     disparity[5] = 16;
     disparity[8] = 64;
     const std::uint8_t cost[9] = {0, 0, 0, 0, 0, 10, 0, 0, 10};
-    std::uint32_t claims[9];
+    std::uint32_t claims[10];
     checkEyes(disparity, cost, 9, 20, claims);
     EXPECT_EQ(16, disparity[5]);
     EXPECT_EQ(kInvalidDisparity, disparity[8]);
