@@ -54,6 +54,9 @@ int main(int argc, char** argv) {
     driver.click("btnKovaFilePlayPause");
     driver.pause(500);
     driver.clickAt("oglWImage", driver.find<QWidget>("oglWImage")->rect().center());
+    // The 3-D view opens in front of the camera; half a turn about its axis brings it behind.
+    const QPoint middle = driver.find<QWidget>("oglWPointCloud")->rect().center();
+    driver.drag("oglWPointCloud", middle - QPoint(0, 157), middle + QPoint(0, 157));
     driver.pause(300);
     if (!save(driver.picture(), folder, QStringLiteral("window-capturing")))
         return fail("the picture cannot be written");
