@@ -1,10 +1,14 @@
 #include "bench/bench_command.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 #include "bench/depth/depth_bench.h"
 #include "bench/depth/fit_confidence.h"
+#include "bench/detection/detection_bench.h"
 #include "bench/speed/speed_bench.h"
 
 namespace kova::bench {
@@ -15,7 +19,7 @@ class BenchCommand : public tools::Command {
 public:
     std::string name() const override { return "bench"; }
     std::string description() const override {
-        return "Measure depth and speed beside OpenCV's matchers";
+        return "Measure depth, speed and detection beside what OpenCV offers";
     }
     void declare(CLI::App& app) override;
     int run() override;
@@ -24,13 +28,19 @@ private:
     int runDepth() const;
     int runConfidence() const;
     int runSpeed() const;
+    void declareDetection(CLI::App& app);
+    int runDetection() const;
     camera::Status readPairs(const std::string& list, std::vector<TruePair>& pairs) const;
 
     CLI::App* depth_ = nullptr;
     CLI::App* confidence_ = nullptr;
+    CLI::App* detection_ = nullptr;
     std::string data_, pairs_ = KOVA_BENCH_FOLDER "/pairs_reporting.txt";
     bool json_ = false, groups_only_ = false, all_targets_ = false;
     int threads_ = 2, runs_ = 21;
+    DetectionBenchOptions drives_;
+    std::string size_ = "640x400";
+    bool quick_ = false;
 };
 
 void BenchCommand::declare(CLI::App& app) {
@@ -58,6 +68,36 @@ void BenchCommand::declare(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::Range(1, 10000));
     speed->add_flag("--all-targets", all_targets_, "Every SIMD target of this CPU");
+    declareDetection(app);
+}
+
+void BenchCommand::declareDetection(CLI::App& app) {
+    detection_ = app.add_subcommand("detection", "Detection on simulated drives with known truth");
+    detection_->add_flag("--json", json_, "The report for machines");
+    detection_->add_flag("--quick", quick_, "4 drives per group, 6 frames each: a minute or two");
+    detection_->add_option("--seeds", drives_.seeds, "Drives per group")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 10000));
+    detection_
+        ->add_option("--frames", drives_.frames, "Frames per drive; the first two are not judged")
+        ->capture_default_str()
+        ->check(CLI::Range(3, 10000));
+    detection_
+        ->add_option("--seed-base", drives_.seed_base,
+                     "First seed; those below 1000 are for tuning")
+        ->capture_default_str();
+    detection_->add_option("--size", size_, "Of one eye's picture")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"640x400", "1280x720", "1280x800"}));
+    detection_->add_option("--noise", drives_.noise, "Factor on the sensor's noise")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, 10.0));
+    detection_->add_option("--texture", drives_.texture, "Factor on the contrast of textures")
+        ->capture_default_str()
+        ->check(CLI::Range(0.0, 10.0));
+    detection_->add_option("--groups", drives_.groups, "Only these groups of scenes")
+        ->delimiter(',')
+        ->check(CLI::IsMember(detectionGroups()));
 }
 
 camera::Status BenchCommand::readPairs(const std::string& list,
@@ -117,7 +157,26 @@ int BenchCommand::runSpeed() const {
     return 0;
 }
 
+int BenchCommand::runDetection() const {
+    DetectionBenchOptions options = drives_;
+    std::sscanf(size_.c_str(), "%dx%d", &options.width, &options.height);
+    if (quick_) {
+        options.seeds = std::min(options.seeds, 4);
+        options.frames = std::min(options.frames, 6);
+    }
+    options.progress = isatty(STDERR_FILENO);
+    DetectionReport report;
+    if (camera::Status status = benchDetection(options, report); !status.ok()) {
+        std::fprintf(stderr, "kova bench: %s\n", status.message().c_str());
+        return 1;
+    }
+    std::fputs((json_ ? detectionReportJson(report) : detectionTable(report)).c_str(), stdout);
+    return 0;
+}
+
 int BenchCommand::run() {
+    if (detection_->parsed())
+        return runDetection();
     if (depth_->parsed())
         return runDepth();
     return confidence_->parsed() ? runConfidence() : runSpeed();

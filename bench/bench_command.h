@@ -6,7 +6,7 @@
 
 namespace kova::bench {
 
-/// `kova bench`: measures depth and speed beside OpenCV's matchers.
+/// `kova bench`: measures depth, speed and detection beside what OpenCV offers.
 std::unique_ptr<tools::Command> makeBenchCommand();
 
 }  // namespace kova::bench

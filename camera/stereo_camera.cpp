@@ -32,6 +32,11 @@ bool isWorkMode(WORK_MODE mode) {
     return mode >= WORK_MODE_FAST && mode <= WORK_MODE_SLOW;
 }
 
+/// Of a camera that is turned by 180 degrees the right eye is the left one.
+camera::Eye colourEye(bool flip) {
+    return flip ? camera::Eye::kRight : camera::Eye::kLeft;
+}
+
 /// Everything that lives from open to close.
 struct OpenSource {
     camera::FrameFeeder feeder;
@@ -45,8 +50,9 @@ struct OpenSource {
     bool recording;
     int frames;
 
-    OpenSource(std::unique_ptr<camera::Source> source, std::unique_ptr<camera::Pipeline> p)
-        : feeder(std::move(source)),
+    OpenSource(std::unique_ptr<camera::Source> source, std::unique_ptr<camera::Pipeline> p,
+               bool flip)
+        : feeder(std::move(source), colourEye(flip)),
           pipeline(std::move(p)),
           pictures(pipeline->geometry().width, pipeline->geometry().height, camera::topViewWidth(),
                    camera::topViewHeight()),
@@ -111,7 +117,8 @@ RESULT_CODE StereoCamera::Impl::adopt(camera::Result<std::unique_ptr<camera::Sou
         camera::Pipeline::make(opened.value()->calibration(), status);
     if (!pipeline)
         return report(status);
-    auto adopted = std::make_unique<OpenSource>(std::move(opened.value()), std::move(pipeline));
+    auto adopted =
+        std::make_unique<OpenSource>(std::move(opened.value()), std::move(pipeline), settings.flip);
     const std::lock_guard<std::mutex> lock(settings_mutex);
     // What the user set on an earlier source stays, but for what depends on the source.
     settings.work_mode = static_cast<camera::WorkMode>(work_mode);
@@ -421,6 +428,7 @@ RESULT_CODE StereoCamera::useAutoExposure(bool automatic) {
 RESULT_CODE StereoCamera::setFlip(bool flip) {
     return impl_->set([&] {
         impl_->settings.flip = flip;
+        impl_->source->feeder.setColourEye(colourEye(flip));
         return RESULT_OK;
     });
 }

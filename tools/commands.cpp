@@ -1,4 +1,5 @@
 #include "tools/command.h"
+#include "tools/commands/calibrate_command.h"
 #include "tools/commands/check_command.h"
 #include "tools/commands/detect_command.h"
 #include "tools/commands/export_command.h"
@@ -31,6 +32,7 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
 #if defined(KOVA_BENCH_ENABLED)
     commands.push_back(bench::makeBenchCommand());
 #endif
+    commands.push_back(makeCalibrateCommand());
     return commands;
 }
 

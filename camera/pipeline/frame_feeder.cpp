@@ -7,8 +7,11 @@
 
 namespace kova::camera {
 
-FrameFeeder::FrameFeeder(std::unique_ptr<Source> source)
-    : source_(std::move(source)), decoder_(source_->stream()), thread_([this] { run(); }) {}
+FrameFeeder::FrameFeeder(std::unique_ptr<Source> source, Eye colour_eye)
+    : source_(std::move(source)), decoder_(source_->stream()) {
+    decoder_.setColourEye(colour_eye);
+    thread_ = std::thread([this] { run(); });
+}
 
 FrameFeeder::~FrameFeeder() {
     {

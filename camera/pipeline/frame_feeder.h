@@ -28,12 +28,16 @@ struct DecodedFrame {
 /// its frame is taken; of a live source the newest frame wins and the rest is counted as dropped.
 class FrameFeeder {
 public:
-    explicit FrameFeeder(std::unique_ptr<Source> source);
+    explicit FrameFeeder(std::unique_ptr<Source> source, Eye colour_eye = Eye::kLeft);
     ~FrameFeeder();
     FrameFeeder(const FrameFeeder&) = delete;
     FrameFeeder& operator=(const FrameFeeder&) = delete;
 
     Source& source() { return *source_; }
+
+    /// The eye whose colours come along; frames that were decoded already still have the other's.
+    /// Any thread.
+    void setColourEye(Eye eye) { decoder_.setColourEye(eye); }
 
     /// Takes the next frame. Its buffers are exchanged with those of `frame`, so pass the same one
     /// again. Waits until a frame is there or the source has said that nothing is due, which takes

@@ -71,17 +71,21 @@ void Pipeline::reset() {
 }
 
 Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& settings) {
-    const bool colour = !frame.pair.left_colour.empty();
     rectifier_->rectify(frame.pair.left.view(), frame.pair.right.view(), left_, right_);
     if (settings.flip) {
         turn(left_);
         turn(right_);
         std::swap(left_, right_);
     }
-    // The decoder keeps the colours of the left eye only; flipped, that is the right one.
-    has_colour_ = colour && !settings.flip;
-    if (has_colour_)
-        rectifier_->rectifyLeftColour(frame.pair.left_colour.view(), colour_);
+    // Of a frame that was decoded before the flip only the other eye's colours are there.
+    const Image<Rgba>& colour = settings.flip ? frame.pair.right_colour : frame.pair.left_colour;
+    has_colour_ = !colour.empty();
+    if (has_colour_ && settings.flip) {
+        rectifier_->rectifyRightColour(colour.view(), colour_);
+        turn(colour_);
+    } else if (has_colour_) {
+        rectifier_->rectifyLeftColour(colour.view(), colour_);
+    }
     if (settings.flip != flip_) {
         flip_ = settings.flip;
         detector_.reset();
@@ -92,7 +96,8 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     const DisparityRange range = searchRange(geometry, distance_.minMm(), distance_.maxMm());
     MatchParameters match;
     match.work_mode = settings.work_mode;
-    match.min_disparity = range.min;
+    // What lies beyond the far limit must be found there, or it would match something nearer.
+    match.min_disparity = 0;
     match.max_disparity = range.max;
     match.fill = settings.fill;
     match.confidence_threshold = settings.confidence_threshold;

@@ -162,10 +162,11 @@ Status checkRectified(const StereoCalibration& c) {
     return {};
 }
 
-void crop(const ImageView<const std::uint8_t>& in, int width, Image<std::uint8_t>& out) {
+template <typename Pixel>
+void crop(const ImageView<const Pixel>& in, int width, Image<Pixel>& out) {
     out.resize(width, in.height);
     for (int y = 0; y < in.height; ++y)
-        std::memcpy(out.row(y), in.row(y), static_cast<std::size_t>(width));
+        std::memcpy(out.row(y), in.row(y), static_cast<std::size_t>(width) * sizeof(Pixel));
 }
 
 }  // namespace
@@ -236,13 +237,17 @@ void Rectifier::rectify(const ImageView<const std::uint8_t>& left,
 }
 
 void Rectifier::rectifyLeftColour(const ImageView<const Rgba>& left, Image<Rgba>& out) const {
-    if (!impl_->crop_only) {
+    if (impl_->crop_only)
+        crop(left, impl_->geometry.width, out);
+    else
         remap(impl_->left, left, out);
-        return;
-    }
-    out.resize(impl_->geometry.width, left.height);
-    for (int y = 0; y < left.height; ++y)
-        std::memcpy(out.row(y), left.row(y), static_cast<std::size_t>(out.width()) * sizeof(Rgba));
+}
+
+void Rectifier::rectifyRightColour(const ImageView<const Rgba>& right, Image<Rgba>& out) const {
+    if (impl_->crop_only)
+        crop(right, impl_->geometry.width, out);
+    else
+        remap(impl_->right, right, out);
 }
 
 }  // namespace kova::camera

@@ -32,8 +32,9 @@ public:
                  const ImageView<const std::uint8_t>& right, Image<std::uint8_t>& left_out,
                  Image<std::uint8_t>& right_out) const;
 
-    /// The left picture in colour.
+    /// The left or the right picture in colour.
     void rectifyLeftColour(const ImageView<const Rgba>& left, Image<Rgba>& out) const;
+    void rectifyRightColour(const ImageView<const Rgba>& right, Image<Rgba>& out) const;
 
 private:
     Rectifier();

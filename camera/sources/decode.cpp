@@ -5,6 +5,7 @@
 #include <zstd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <string>
 
@@ -75,6 +76,7 @@ struct FrameDecoder::Impl {
 
     StreamInfo stream;
     Status stream_status;
+    std::atomic<Eye> colour_eye{Eye::kLeft};
     JpegPlanes jpeg;
     ZSTD_DCtx* zstd = ZSTD_createDCtx();
     std::vector<std::uint8_t> unpacked;
@@ -245,6 +247,10 @@ FrameDecoder::FrameDecoder(const StreamInfo& stream) : impl_(std::make_unique<Im
 
 FrameDecoder::~FrameDecoder() = default;
 
+void FrameDecoder::setColourEye(Eye eye) {
+    impl_->colour_eye = eye;
+}
+
 Status FrameDecoder::decode(const RawFrame& frame, StereoPair& pair) {
     Impl& d = *impl_;
     if (!d.stream_status.ok())
@@ -256,11 +262,14 @@ Status FrameDecoder::decode(const RawFrame& frame, StereoPair& pair) {
         const Brightness* eyes[2] = {&d.brightness, &d.right_brightness};
         copyEye(*eyes[left_second], d.eye(left_second), d.stream.left_flipped, pair.left);
         copyEye(*eyes[!left_second], d.eye(!left_second), d.stream.right_flipped, pair.right);
-        if (Status s = d.colour(frame, d.eye(left_second), pair.left_colour); !s.ok())
+        const bool of_right = d.colour_eye == Eye::kRight;
+        Image<Rgba>& colour = of_right ? pair.right_colour : pair.left_colour;
+        (of_right ? pair.left_colour : pair.right_colour).resize(0, 0);
+        if (Status s = d.colour(frame, d.eye(left_second != of_right), colour); !s.ok())
             return s;
-        if (d.stream.left_flipped && !pair.left_colour.empty()) {
-            cv::Mat colour = matOf(pair.left_colour);
-            cv::flip(colour, colour, -1);
+        if ((of_right ? d.stream.right_flipped : d.stream.left_flipped) && !colour.empty()) {
+            cv::Mat turned = matOf(colour);
+            cv::flip(turned, turned, -1);
         }
     } catch (const std::exception& e) {  // OpenCV and the allocator throw
         return damaged(e.what());

@@ -12,8 +12,11 @@ namespace kova::camera {
 struct StereoPair {
     Image<std::uint8_t> left;
     Image<std::uint8_t> right;
-    Image<Rgba> left_colour;  ///< 0 x 0 for a grey camera
+    Image<Rgba> left_colour;   ///< 0 x 0 for a grey camera, and when not asked for
+    Image<Rgba> right_colour;  ///< the same
 };
+
+enum class Eye { kLeft, kRight };
 
 /// Decodes the frames of one stream: unpacks the codec and pixel format, splits the layout, undoes
 /// swapped and flipped eyes. Keeps its buffers.
@@ -23,6 +26,10 @@ public:
     ~FrameDecoder();
     FrameDecoder(const FrameDecoder&) = delete;
     FrameDecoder& operator=(const FrameDecoder&) = delete;
+
+    /// The eye whose colours are decoded too, of the frames from now on; the left one until then.
+    /// Only one, since colours cost more than brightness. Any thread.
+    void setColourEye(Eye eye);
 
     /// @return kNoNewFrame for a damaged frame (cut JPEG, wrong number of bytes or size), in words
     Status decode(const RawFrame& frame, StereoPair& pair);

@@ -231,6 +231,58 @@ TEST_F(OpenRecording, FlipTurnsPicturesAndPoints) {
     EXPECT_EQ(camera.getImageSizeFPS().width, kWidth) << "the size never changes";
 }
 
+/// Mean of red minus blue over a picture of kWidth x kHeight; null counts as grey.
+double redness(const ImageRecord& view) {
+    const auto* rgba = static_cast<const std::uint8_t*>(view.data);
+    double sum = 0;
+    for (int i = 0; rgba && i < kWidth * kHeight; ++i) sum += rgba[4 * i] - rgba[4 * i + 2];
+    return sum / (kWidth * kHeight);
+}
+
+// The left eye looks through a red glass, the right one through a blue one.
+TEST(StereoCameraColour, AFlippedCameraShowsTheColoursOfItsOtherEye) {
+    const test::TemporaryFolder folder;
+    test::SimulatedRecordingOptions options;
+    options.width = kWidth;
+    options.height = kHeight;
+    options.still = true;
+    options.fps = 100;
+    options.stream = [](camera::StreamInfo& stream) {
+        stream.pixel_format = camera::PixelFormat::kRgb;
+    };
+    options.frame = [](int, camera::RawFrame& frame) {
+        std::vector<std::uint8_t> rgb;
+        for (std::size_t i = 0; i < frame.data.size(); ++i) {
+            const bool left = i % (2 * kWidth) < kWidth;
+            const auto weak = static_cast<std::uint8_t>(frame.data[i] / 2);
+            rgb.insert(rgb.end(),
+                       {left ? frame.data[i] : weak, frame.data[i], left ? weak : frame.data[i]});
+        }
+        frame.data = rgb;
+    };
+    const std::string path = (folder / "colour.kova").string();
+    test::recordSimulation(path, options);
+    StereoCamera camera;
+    ASSERT_EQ(camera.open(path.c_str(), WORK_MODE_FAST), RESULT_OK);
+    ASSERT_EQ(camera.startObstacleDetection(false, false), RESULT_OK);
+    const auto shown = [&] {
+        camera.setTargetKovaPosition(0);
+        EXPECT_EQ(grabSoon(camera), RESULT_OK);
+        return redness(camera.retrieveObstacleDetectionView(OBSTACLE_VIEW_TYPE_OBSTACLE));
+    };
+    const double upright = shown();
+    EXPECT_GT(upright, 10);
+    camera.setFlip(true);
+    EXPECT_LT(shown(), -10);
+    // It stays flipped when another source is opened, from the first frame on.
+    ASSERT_EQ(camera.open(path.c_str(), WORK_MODE_FAST), RESULT_OK);
+    ASSERT_EQ(camera.startObstacleDetection(false, false), RESULT_OK);
+    ASSERT_EQ(grabSoon(camera), RESULT_OK);
+    EXPECT_LT(redness(camera.retrieveObstacleDetectionView(OBSTACLE_VIEW_TYPE_OBSTACLE)), -10);
+    camera.setFlip(false);
+    EXPECT_NEAR(shown(), upright, 1);
+}
+
 TEST_F(OpenRecording, FillCompletesWhatStandardLeavesOpen) {
     ASSERT_EQ(grabSoon(camera), RESULT_OK);
     const auto holes = [&] {

@@ -153,6 +153,35 @@ TEST(Rectifier, RectifiedPicturesAreOnlyCropped) {
     rectifier->rectifyLeftColour(colour.view(), colour_out);
     EXPECT_EQ(1224, colour_out.width());
     EXPECT_EQ((Rgba{1, 2, 3, 4}), colour_out.at(1223, 2));
+    Image<Rgba> right_out;
+    rectifier->rectifyRightColour(colour.view(), right_out);
+    EXPECT_EQ(1224, right_out.width());
+    EXPECT_EQ((Rgba{1, 2, 3, 4}), right_out.at(1223, 2));
+}
+
+TEST(Rectifier, ColoursLieWhereTheBrightnessLies) {
+    Status status;
+    const StereoCalibration c = realistic();
+    const auto rectifier = Rectifier::make(c, status);
+    ASSERT_TRUE(rectifier) << status.message();
+    const Image<std::uint8_t> left = spotAt(c.width, c.height, {100, 80});
+    const Image<std::uint8_t> right = spotAt(c.width, c.height, {90, 75});
+    const auto coloured = [](const Image<std::uint8_t>& grey) {
+        Image<Rgba> image(grey.width(), grey.height());
+        for (int y = 0; y < grey.height(); ++y)
+            for (int x = 0; x < grey.width(); ++x) image.at(x, y) = {0, 0, grey.at(x, y), 255};
+        return image;
+    };
+    Image<std::uint8_t> left_out, right_out;
+    rectifier->rectify(left.view(), right.view(), left_out, right_out);
+    Image<Rgba> left_colour, right_colour;
+    rectifier->rectifyLeftColour(coloured(left).view(), left_colour);
+    rectifier->rectifyRightColour(coloured(right).view(), right_colour);
+    for (int y = 0; y < left_out.height(); ++y)
+        for (int x = 0; x < left_out.width(); ++x) {
+            ASSERT_EQ(left_colour.at(x, y).b, left_out.at(x, y));
+            ASSERT_EQ(right_colour.at(x, y).b, right_out.at(x, y));
+        }
 }
 
 TEST(Rectifier, ImpossibleCalibrationsAreRefusedInWords) {

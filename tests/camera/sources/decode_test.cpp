@@ -196,6 +196,30 @@ TEST(Decode, ColourOfAnUpsideDownEyeIsTurnedToo) {
     EXPECT_GT(pair.left.at(7, 7), 0);
 }
 
+TEST(Decode, TheRightEyeHasItsColoursWhenAskedFor) {
+    // Red left, blue right; the right eye hangs upside down.
+    std::vector<std::uint8_t> rgb(kWidth * kHeight * 3, 0);
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) rgb[3 * (y * kWidth + x) + (x < kWidth / 2 ? 0 : 2)] = 250;
+    rgb[3 * (kWidth / 2) + 1] = 120;  // green, at the top left of the right eye
+    StreamInfo stream = smallStream(kWidth, kHeight, PixelFormat::kRgb);
+    stream.right_flipped = true;
+    FrameDecoder decoder(stream);
+    RawFrame frame;
+    frame.data = rgb;
+    StereoPair pair;
+    decoder.setColourEye(Eye::kRight);
+    ASSERT_TRUE(decoder.decode(frame, pair).ok());
+    EXPECT_TRUE(pair.left_colour.empty());
+    ASSERT_EQ(pair.right_colour.width(), kWidth / 2);
+    EXPECT_EQ(pair.right_colour.at(0, 0), (Rgba{0, 0, 250, 255}));
+    EXPECT_EQ(pair.right_colour.at(kWidth / 2 - 1, kHeight - 1), (Rgba{0, 120, 250, 255}));
+    decoder.setColourEye(Eye::kLeft);
+    ASSERT_TRUE(decoder.decode(frame, pair).ok());
+    EXPECT_TRUE(pair.right_colour.empty());
+    EXPECT_EQ(pair.left_colour.at(0, 0), (Rgba{250, 0, 0, 255}));
+}
+
 TEST(Decode, Jpeg) {
     StreamInfo stream = smallStream(64, 32);
     stream.codec = FrameCodec::kJpeg;
@@ -228,6 +252,16 @@ TEST(Decode, JpegWhoseEyesDoNotBeginAtABlock) {
     ASSERT_EQ(pair.left_colour.width(), 33);
     EXPECT_NEAR(pair.left_colour.at(20, 10).b, 200, 8);
     EXPECT_NEAR(pair.left_colour.at(32, 33).b, 200, 8);
+
+    stream.swapped = false;
+    FrameDecoder decoder(stream);
+    decoder.setColourEye(Eye::kRight);
+    RawFrame frame;
+    frame.data = jpegOf(66, 34, TJSAMP_420);
+    StereoPair right;
+    ASSERT_TRUE(decoder.decode(frame, right).ok());
+    ASSERT_EQ(right.right_colour.width(), 33);
+    EXPECT_NEAR(right.right_colour.at(20, 10).b, 200, 8);
 }
 
 TEST(Decode, JpegWithPaddingOfTheCamera) {

@@ -1,0 +1,216 @@
+#include "bench/detection/detection_bench.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "camera/detection/detector.h"
+#include "camera/matching/matcher.h"
+#include "camera/simulation/sequence.h"
+
+namespace kova::bench {
+
+namespace {
+
+using camera::Status;
+using camera::WorkMode;
+
+constexpr int kLevels = 128;
+constexpr int kWarmUp = 2;
+constexpr double kHeightsMm[] = {400, 600, 1200};
+
+/// Scenes with a question in common.
+struct Group {
+    const char* name;
+    const char* scene;
+    bool own_height = false;            ///< the scene's camera height means something
+    double max_tilt = 0, max_roll = 0;  ///< drawn from 0 to there where not 0 [degrees]
+    bool imu = false;
+};
+
+constexpr Group kGroups[] = {
+    {"floor", "floor"},
+    {"room", "room"},
+    {"corridor", "corridor"},
+    {"street", "street"},
+    {"ramp_up", "ramp_up"},
+    {"ramp_down", "ramp_down"},
+    {"cross_slope", "cross_slope"},
+    {"kerb", "kerb"},
+    {"stairs", "stairs", true},
+    {"table_edge", "table_edge", true},
+    {"objects", "objects"},
+    {"posts", "posts"},
+    {"overhang", "overhang"},
+    {"approach", "approach", true},
+    {"mirror", "mirror"},
+    {"textureless", "textureless"},
+    {"low_light", "low_light"},
+    {"vibration", "vibration"},
+    {"tilt", "objects", false, 20, 0},
+    {"roll", "objects", false, 0, 10},
+    {"roll, IMU", "objects", false, 0, 10, true},
+};
+
+/// A detector of ours with its own memory of the drive.
+struct Lane {
+    const char* name;
+    WorkMode mode;
+    camera::Detector detector;
+    camera::DetectionFrame frame;
+};
+
+void toFindings(const camera::DetectionFrame& frame, Findings& out) {
+    out.has_ground = frame.ground.state != camera::GroundState::kLost;
+    out.ground = frame.ground.model;
+    out.obstacles.clear();
+    for (const camera::Stixel& s : frame.stixels)
+        if (s.confirmed)
+            out.obstacles.push_back({s.x_begin, s.x_end, s.disparity, s.too_near});
+    out.ground_map = frame.ground_map.clone();
+    out.free_columns.assign(static_cast<std::size_t>(frame.width), 0);
+    for (const camera::ColumnRange& c : frame.columns)
+        if (c.state == camera::ColumnState::kFree)
+            std::fill(out.free_columns.begin() + c.x_begin, out.free_columns.begin() + c.x_end, 1);
+}
+
+class Drive {
+public:
+    Drive(const Group& group, const DetectionBenchOptions& options)
+        : group_(group), options_(options) {
+        lanes_[0].name = "fast", lanes_[0].mode = WorkMode::kFast;
+        lanes_[1].name = "medium", lanes_[1].mode = WorkMode::kMedium;
+    }
+
+    /// Adds the frames of one drive to the scores of fast, medium and the plain detector.
+    Status run(std::uint32_t seed, Scores (&scores)[3]) {
+        camera::SceneOptions scene_options;
+        scene_options.texture_scale = options_.texture;
+        if (!group_.own_height)
+            scene_options.camera_height_mm = kHeightsMm[seed % 3];
+        const double share = seed * 0.618034 - static_cast<int>(seed * 0.618034);
+        if (group_.max_tilt > 0)
+            scene_options.tilt_deg = share * group_.max_tilt;
+        if (group_.max_roll > 0)
+            scene_options.roll_deg = share * group_.max_roll * (seed % 2 ? 1 : -1);
+        auto scene = camera::makeScene(group_.scene, seed, scene_options);
+        if (!scene.ok())
+            return scene.status();
+        camera::RigOptions rig;
+        rig.width = options_.width;
+        rig.height = options_.height;
+        rig.seed = seed;
+        rig.noise_scale = options_.noise;
+        camera::SimulatedSequence sequence(
+            camera::Renderer(std::move(scene.value()), camera::makeRig(rig)), {});
+        const camera::StereoCalibration& c = sequence.calibration();
+        geometry_ = {c.width,   c.height,  c.left.fx,  c.left.fy,
+                     c.left.cx, c.left.cy, c.right.cx, c.baselineMm()};
+        for (Lane& lane : lanes_) lane.detector.reset();
+        camera::RawFrame raw;
+        camera::FrameTruth truth;
+        for (int i = 0; i < options_.frames; ++i) {
+            if (Status s = sequence.next(raw, i < kWarmUp ? nullptr : &truth); !s.ok())
+                return s;
+            if (Status s = detect(raw); !s.ok())
+                return s;
+            if (i >= kWarmUp)
+                judge(raw, truth, sequence.scene(), scores);
+        }
+        return {};
+    }
+
+private:
+    camera::ImageView<const std::uint8_t> eye(const camera::RawFrame& raw, int index) const {
+        camera::ImageView<const std::uint8_t> view;
+        view.data = raw.data.data() + index * options_.width;
+        view.width = options_.width;
+        view.height = options_.height;
+        view.stride = 2 * options_.width;
+        return view;
+    }
+
+    Status detect(const camera::RawFrame& raw) {
+        for (Lane& lane : lanes_) {
+            camera::MatchParameters parameters;
+            parameters.work_mode = lane.mode;
+            parameters.max_disparity = kLevels;
+            if (Status s = matcher_->match(eye(raw, 0), eye(raw, 1), parameters, map_); !s.ok())
+                return s;
+            camera::DetectionInput input;
+            input.left = eye(raw, 0);
+            input.map = &map_;
+            input.geometry = geometry_;
+            input.max_disparity = kLevels;
+            input.t_ns = raw.t_ns;
+            input.imu = &raw.imu;
+            camera::DetectionSettings settings;
+            settings.use_imu = group_.imu;
+            lane.detector.detect(input, settings, lane.frame);
+        }
+        return {};
+    }
+
+    void judge(const camera::RawFrame& raw, const camera::FrameTruth& truth,
+               const camera::Scene& scene, Scores (&scores)[3]) {
+        const double t_s = static_cast<double>(raw.t_ns) * 1e-9 + 0.5e-6 * raw.exposure_us;
+        judgeTruth(truth, scene, t_s, geometry_, eye(raw, 0), truth_);
+        const int column_px = lanes_[0].frame.column_px;
+        for (int i = 0; i < 2; ++i) {
+            toFindings(lanes_[i].frame, findings_);
+            score(findings_, truth_, geometry_, kLevels, column_px, scores[i]);
+        }
+        detectPlainly(eye(raw, 0), eye(raw, 1), geometry_, kLevels, findings_);
+        score(findings_, truth_, geometry_, kLevels, column_px, scores[2]);
+    }
+
+    const Group& group_;
+    const DetectionBenchOptions& options_;
+    std::unique_ptr<camera::Matcher> matcher_ = camera::makeMatcher();
+    camera::RectifiedGeometry geometry_;
+    Lane lanes_[2];
+    camera::DisparityMap map_;
+    SceneTruth truth_;
+    Findings findings_;
+};
+
+}  // namespace
+
+std::vector<std::string> detectionGroups() {
+    std::vector<std::string> names;
+    for (const Group& group : kGroups) names.emplace_back(group.name);
+    return names;
+}
+
+Status benchDetection(const DetectionBenchOptions& options, DetectionReport& report) {
+    report.options = options;
+    static constexpr const char* kDetectors[] = {"fast", "medium", "plain"};
+    const std::vector<std::string> known = detectionGroups();
+    for (const std::string& name : options.groups)
+        if (std::find(known.begin(), known.end(), name) == known.end())
+            return {camera::ErrorCode::kInvalidArgument, "unknown group of scenes '" + name + "'"};
+    Scores total[3];
+    for (const Group& group : kGroups) {
+        if (!options.groups.empty() && std::find(options.groups.begin(), options.groups.end(),
+                                                 group.name) == options.groups.end())
+            continue;
+        Scores scores[3];
+        Drive drive(group, options);
+        for (int i = 0; i < options.seeds; ++i) {
+            if (Status s = drive.run(options.seed_base + static_cast<std::uint32_t>(i), scores);
+                !s.ok())
+                return s;
+            if (options.progress)
+                std::fprintf(stderr, "%s %d/%d\n", group.name, i + 1, options.seeds);
+        }
+        for (int k = 0; k < 3; ++k) {
+            report.rows.push_back({group.name, kDetectors[k], scores[k]});
+            total[k].add(scores[k]);
+        }
+    }
+    for (int k = 0; k < 3; ++k) report.rows.push_back({"all", kDetectors[k], total[k]});
+    return {};
+}
+
+}  // namespace kova::bench

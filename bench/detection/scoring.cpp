@@ -1,0 +1,266 @@
+#include "bench/detection/scoring.h"
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace kova::bench {
+
+namespace {
+
+using camera::RectifiedGeometry;
+using camera::SurfaceLabel;
+
+/// Half a pixel is the rounding of a search whose last disparity it is.
+constexpr float kEndSlack = 1.0f;
+
+float toleranceAt(float disparity) {
+    return std::max(1.0f, 0.05f * disparity);
+}
+
+bool isObstacle(std::uint8_t label) {
+    return label == static_cast<std::uint8_t>(SurfaceLabel::kObstacle) ||
+           label == static_cast<std::uint8_t>(SurfaceLabel::kOverhead);
+}
+
+bool isGround(std::uint8_t label) {
+    return label == static_cast<std::uint8_t>(SurfaceLabel::kGround);
+}
+
+bool matches(const FoundColumn& found, float nearest, float farthest) {
+    if (found.too_near)
+        return nearest >= found.disparity - kEndSlack;
+    return found.disparity <= nearest + toleranceAt(nearest) &&
+           found.disparity >= farthest - toleranceAt(farthest);
+}
+
+bool isFound(const VisibleObject& object, const Findings& findings) {
+    std::size_t hit = 0;
+    for (const ObjectColumn& column : object.columns)
+        hit += std::any_of(findings.obstacles.begin(), findings.obstacles.end(),
+                           [&](const FoundColumn& f) {
+                               return column.x >= f.x_begin && column.x < f.x_end &&
+                                      matches(f, column.nearest, column.farthest);
+                           });
+    return 2 * hit >= object.columns.size();
+}
+
+void scoreObjects(const Findings& findings, const SceneTruth& truth, int width, int max_disparity,
+                  double scale, Scores& scores) {
+    const double near_range = width >= 1000 ? 6000 : 3000;
+    for (const VisibleObject& object : truth.objects) {
+        if (object.distance_mm > kRangeMm || scale / object.distance_mm >= max_disparity)
+            continue;
+        const double found = isFound(object, findings);
+        const auto count = [&](Rate& rate) {
+            rate.hits += found;
+            rate.all += 1;
+        };
+        if (object.overhead) {
+            count(scores.overhead);
+            continue;
+        }
+        count(scores.all);
+        const auto place =
+            std::upper_bound(kContrastClasses.begin(), kContrastClasses.end(), object.contrast_px);
+        count(scores.curve[static_cast<std::size_t>(place - kContrastClasses.begin())]);
+        const bool enough = object.contrast_px >= judgedContrast(width);
+        if (object.height_mm >= 199 && enough)
+            count(scores.low);
+        if (object.height_mm >= 499 && enough)
+            count(scores.high);
+        if (object.height_mm >= 199 && object.distance_mm <= near_range)
+            count(scores.near);
+    }
+}
+
+/// Disparities of true obstacles per column of the picture, in steps of 1/4 px.
+class ObstacleSets {
+public:
+    ObstacleSets(const SceneTruth& truth, int max_disparity)
+        : width_(truth.disparity.width()), steps_(kSteps * (max_disparity + 2)) {
+        set_.assign(static_cast<std::size_t>(width_) * steps_, 0);
+        for (int y = 0; y < truth.disparity.height(); ++y)
+            for (int x = 0; x < width_; ++x)
+                if (isObstacle(truth.label.at(x, y)))
+                    set_[index(x, stepOf(truth.disparity.at(x, y)))] = 1;
+    }
+    bool any(int x_begin, int x_end, float low, float high) const {
+        for (int x = std::max(0, x_begin); x < std::min(width_, x_end); ++x)
+            for (int s = stepOf(low); s <= stepOf(high); ++s)
+                if (set_[index(x, s)])
+                    return true;
+        return false;
+    }
+
+private:
+    static constexpr int kSteps = 4;
+    int stepOf(float d) const {
+        return std::clamp(static_cast<int>(std::lround(d * kSteps)), 0, steps_ - 1);
+    }
+    std::size_t index(int x, int step) const { return static_cast<std::size_t>(x) * steps_ + step; }
+    int width_, steps_;
+    std::vector<std::uint8_t> set_;
+};
+
+/// A run of neighbouring false columns at about the same distance counts once.
+int falseRuns(const Findings& findings, const ObstacleSets& obstacles, int column_px) {
+    std::vector<FoundColumn> wrong;
+    for (const FoundColumn& f : findings.obstacles) {
+        const float tolerance = toleranceAt(f.disparity);
+        const float high = f.too_near ? 1e6f : f.disparity + tolerance;
+        if (!obstacles.any(f.x_begin - column_px, f.x_end + column_px, f.disparity - tolerance,
+                           high))
+            wrong.push_back(f);
+    }
+    int runs = 0;
+    for (const FoundColumn& f : wrong)
+        runs += std::none_of(wrong.begin(), wrong.end(), [&](const FoundColumn& other) {
+            return other.x_end == f.x_begin &&
+                   std::abs(other.disparity - f.disparity) <= toleranceAt(f.disparity);
+        });
+    return runs;
+}
+
+void scoreMap(const Findings& findings, const SceneTruth& truth, double scale, Scores& scores) {
+    const auto far_limit = static_cast<float>(scale / kRangeMm);
+    for (int y = 0; y < truth.label.height(); ++y)
+        for (int x = 0; x < truth.label.width(); ++x) {
+            const std::uint8_t label = truth.label.at(x, y), said = findings.ground_map.at(x, y);
+            // A raised surface may be called either; neither is held against the detector.
+            if (label == static_cast<std::uint8_t>(SurfaceLabel::kRaised))
+                continue;
+            const bool ground = isGround(label), obstacle = isObstacle(label);
+            if (said != 127) {
+                scores.map_right.all += 1;
+                scores.map_right.hits += said == 255 ? ground : obstacle;
+            }
+            if ((ground || obstacle) && truth.textured.at(x, y) && truth.in_right.at(x, y) &&
+                truth.disparity.at(x, y) >= far_limit) {
+                scores.map_labelled.all += 1;
+                scores.map_labelled.hits += said != 127;
+            }
+            if (obstacle) {
+                scores.obstacle_as_ground.all += 1;
+                scores.obstacle_as_ground.hits += said == 255;
+            }
+        }
+}
+
+/// Least squares y = p x + q z + r, every place on the ground with about the same weight.
+struct PlaneSum {
+    cv::Matx33d normal = cv::Matx33d::zeros();
+    cv::Vec3d right{0, 0, 0};
+    void add(double u, double v, double z) {
+        const double weight = z * z * z * 1e-9;
+        const cv::Vec3d row(u * z, z, 1);
+        normal += weight * (row * row.t());
+        right += weight * v * z * row;
+    }
+    bool solve(cv::Vec3d& plane) const {
+        return cv::solve(normal, right, plane, cv::DECOMP_CHOLESKY);
+    }
+};
+
+void scorePlane(const Findings& findings, const SceneTruth& truth, const RectifiedGeometry& g,
+                Scores& scores) {
+    const double scale = g.fx * g.baseline_mm;
+    PlaneSum is, said;
+    int points = 0, ground = 0;
+    for (int y = 0; y < g.height; y += 3)
+        for (int x = 0; x < g.width; x += 3) {
+            if (!isGround(truth.label.at(x, y)))
+                continue;
+            ++ground;
+            const double z = scale / truth.disparity.at(x, y);
+            if (z < 2000 || z > 8000 || !findings.has_ground)
+                continue;
+            const float d =
+                findings.ground.groundOf(static_cast<float>(findings.ground.planeAt(x, y)));
+            if (d <= 0.5f)
+                continue;
+            const double u = (x - g.cx) / g.fx, v = (y - g.cy) / g.fy;
+            is.add(u, v, z);
+            said.add(u, v, scale / d);
+            ++points;
+        }
+    const double picture = static_cast<double>((g.width / 3) * (g.height / 3));
+    if (ground >= 0.2 * picture) {
+        scores.no_ground.all += 1;
+        scores.no_ground.hits += !findings.has_ground;
+    }
+    cv::Vec3d a, b;
+    if (points < 0.05 * picture || !is.solve(a) || !said.solve(b))
+        return;
+    const auto degrees = [](double slope) { return std::atan(slope) * 180 / CV_PI; };
+    const auto heightOf = [](const cv::Vec3d& p) {
+        return p[2] / std::sqrt(1 + p[0] * p[0] + p[1] * p[1]);
+    };
+    const double pitch = std::abs(degrees(a[1]) - degrees(b[1]));
+    const double roll = std::abs(degrees(a[0]) - degrees(b[0]));
+    scores.pitch_deg.push_back(pitch);
+    scores.roll_deg.push_back(roll);
+    scores.height_percent.push_back(100 * std::abs(heightOf(b) / heightOf(a) - 1));
+    scores.plane_far_off.all += 1;
+    scores.plane_far_off.hits += pitch > 0.5 || roll > 0.5;
+}
+
+void scoreFree(const Findings& findings, const SceneTruth& truth, int max_disparity,
+               Scores& scores) {
+    for (int x = 0; x < truth.disparity.width(); ++x) {
+        bool too_near = false;
+        for (int y = 0; y < truth.disparity.height(); ++y)
+            too_near |= isObstacle(truth.label.at(x, y)) &&
+                        truth.disparity.at(x, y) >= static_cast<float>(max_disparity);
+        scores.free_at_too_near.all += too_near;
+        scores.free_at_too_near.hits += too_near && findings.free_columns[x];
+    }
+}
+
+void addRate(const Rate& from, Rate& to) {
+    to.hits += from.hits;
+    to.all += from.all;
+}
+
+void append(const std::vector<double>& from, std::vector<double>& to) {
+    to.insert(to.end(), from.begin(), from.end());
+}
+
+}  // namespace
+
+std::array<double, 2> Rate::interval() const {
+    if (all <= 0)
+        return {0, 100};
+    constexpr double z = 1.96;
+    const double p = hits / all, n = all, spread = 1 + z * z / n;
+    const double middle = (p + z * z / (2 * n)) / spread;
+    const double half = z * std::sqrt(p * (1 - p) / n + z * z / (4 * n * n)) / spread;
+    return {100 * std::max(0.0, middle - half), 100 * std::min(1.0, middle + half)};
+}
+
+void Scores::add(const Scores& other) {
+    frames += other.frames;
+    false_positives += other.false_positives;
+    for (const auto rate :
+         {&Scores::all, &Scores::low, &Scores::high, &Scores::near, &Scores::overhead,
+          &Scores::map_right, &Scores::map_labelled, &Scores::obstacle_as_ground,
+          &Scores::plane_far_off, &Scores::no_ground, &Scores::free_at_too_near})
+        addRate(other.*rate, this->*rate);
+    for (std::size_t i = 0; i < curve.size(); ++i) addRate(other.curve[i], curve[i]);
+    for (const auto list : {&Scores::pitch_deg, &Scores::roll_deg, &Scores::height_percent})
+        append(other.*list, this->*list);
+}
+
+void score(const Findings& findings, const SceneTruth& truth, const RectifiedGeometry& geometry,
+           int max_disparity, int column_px, Scores& scores) {
+    const double scale = geometry.fx * geometry.baseline_mm;
+    ++scores.frames;
+    scoreObjects(findings, truth, geometry.width, max_disparity, scale, scores);
+    scores.false_positives += falseRuns(findings, ObstacleSets(truth, max_disparity), column_px);
+    scoreMap(findings, truth, scale, scores);
+    scorePlane(findings, truth, geometry, scores);
+    scoreFree(findings, truth, max_disparity, scores);
+}
+
+}  // namespace kova::bench

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "bench/detection/plain_detector.h"
+#include "bench/detection/scene_truth.h"
+
+namespace kova::bench {
+
+/// How many of how many.
+struct Rate {
+    double hits = 0, all = 0;
+    double percent() const { return all > 0 ? 100 * hits / all : 0; }
+    /// Wilson's 95 % interval [%], every instance counted as independent.
+    std::array<double, 2> interval() const;
+};
+
+/// Upper borders of the classes of C [px]; one more class lies above the last.
+constexpr std::array<double, 7> kContrastClasses = {0.5, 1.0, 1.6, 2.5, 4.0, 6.0, 10.0};
+constexpr double kRangeMm = 12000;
+
+/// How a detector did on the frames of one group of scenes.
+struct Scores {
+    int frames = 0;
+    Rate all;       ///< objects within kRangeMm
+    Rate low;       ///< of 20 cm and more, with enough contrast
+    Rate high;      ///< of 50 cm and more, with enough contrast
+    Rate near;      ///< of 20 cm and more, in the range of the fast mode
+    Rate overhead;  ///< what hangs over the way
+    std::array<Rate, kContrastClasses.size() + 1> curve;  ///< by C
+    int false_positives = 0;
+    Rate map_right;     ///< labelled pixels that are right
+    Rate map_labelled;  ///< textured ground and obstacle in range that is labelled
+    Rate obstacle_as_ground;
+    std::vector<double> pitch_deg, roll_deg, height_percent;  ///< errors, without sign
+    Rate plane_far_off;     ///< ground found, but pitch or roll over 0.5 degrees off
+    Rate no_ground;         ///< none found though it fills a fifth of the picture
+    Rate free_at_too_near;  ///< columns called free where something is nearer than the search
+
+    void add(const Scores& other);
+};
+
+/// From which contrast on objects are judged, by the picture's width.
+constexpr double judgedContrast(int width) {
+    return width >= 1000 ? 1.6 : 2.5;
+}
+
+/// Adds what a detector says about a frame.
+/// @param max_disparity  end of its search [px]
+/// @param column_px      width of its columns
+void score(const Findings& findings, const SceneTruth& truth,
+           const camera::RectifiedGeometry& geometry, int max_disparity, int column_px,
+           Scores& scores);
+
+}  // namespace kova::bench
