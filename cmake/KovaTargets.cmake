@@ -58,12 +58,12 @@ function(kova_link_real target)
 endfunction()
 
 # kova_add_test(NAME folder/file SRCS ... LIBS ... LABELS ... [REAL] [XVFB] [QT] [TIMEOUT s]
-#               [ENVIRONMENT VAR=value ...])
-# One test executable, one CTest entry. REAL links the real libraries behind sdk/ and OpenGL,
+#               [SHARDS n] [ENVIRONMENT VAR=value ...])
+# One test executable, one CTest entry (n of them, NAME_1 to NAME_n, that share its cases). REAL links the real libraries behind sdk/ and OpenGL,
 # XVFB runs it under its own virtual screen, QT gives it a main with a QApplication (offscreen
 # unless XVFB is given).
 function(kova_add_test)
-    cmake_parse_arguments(arg "REAL;XVFB;QT" "NAME;TIMEOUT" "SRCS;LIBS;LABELS;ENVIRONMENT" ${ARGN})
+    cmake_parse_arguments(arg "REAL;XVFB;QT" "NAME;TIMEOUT;SHARDS" "SRCS;LIBS;LABELS;ENVIRONMENT" ${ARGN})
     string(REPLACE "/" "_" target "${arg_NAME}_test")
     add_executable(${target} ${arg_SRCS})
     kova_compile_settings(${target})
@@ -81,7 +81,6 @@ function(kova_add_test)
     if(arg_XVFB)
         set(command ${CMAKE_SOURCE_DIR}/scripts/with-xvfb ${command})
     endif()
-    add_test(NAME ${arg_NAME} COMMAND ${command})
     # tests_<label> builds what the tests of a label need, for the sanitizers' partial builds.
     foreach(label IN LISTS arg_LABELS)
         if(NOT TARGET tests_${label})
@@ -102,6 +101,19 @@ function(kova_add_test)
     if(NOT arg_XVFB)
         list(APPEND environment QT_QPA_PLATFORM=offscreen)
     endif()
-    set_tests_properties(${arg_NAME} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
-                         ENVIRONMENT "${environment}")
+    if(NOT arg_SHARDS)
+        set(arg_SHARDS 1)
+    endif()
+    foreach(shard RANGE 1 ${arg_SHARDS})
+        set(name ${arg_NAME})
+        set(shard_environment "")
+        if(arg_SHARDS GREATER 1)
+            set(name ${arg_NAME}_${shard})
+            math(EXPR index "${shard} - 1")
+            set(shard_environment GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${index})
+        endif()
+        add_test(NAME ${name} COMMAND ${command})
+        set_tests_properties(${name} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT}
+                             ENVIRONMENT "${environment};${shard_environment}")
+    endforeach()
 endfunction()
