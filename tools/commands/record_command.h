@@ -14,7 +14,7 @@ struct RecordLimits {
     std::int64_t megabytes = 0;  ///< of written pictures, 10^6 bytes each
 };
 
-/// What a recording session did.
+/// What recordFrom() did.
 struct RecordSummary {
     camera::RecordingProgress progress;
     std::int64_t camera_dropped = 0;  ///< lost before they reached the recorder
