@@ -75,8 +75,10 @@ RecordSummary recordFrom(camera::Source& source, camera::AsyncRecordingWriter& w
     while (!Interrupt::requested()) {
         const Status grabbed = source.grab(frame);
         if (grabbed.ok()) {
-            if (first_ns < 0)
+            if (first_ns < 0) {
                 first_ns = frame.t_ns;
+                dropped_before = source.droppedFrames();  // what was lost earlier concerns nobody
+            }
             // The frame that ends the time belongs to the next second.
             if (limits.seconds > 0 &&
                 static_cast<double>(frame.t_ns - first_ns) >= limits.seconds * 1e9)
@@ -163,6 +165,9 @@ int RecordCommand::run() {
     if (!writer.ok())
         return fail(writer.status());
 
+    // What the camera delivered while the file was made is old by now.
+    camera::RawFrame old;
+    (void)live.grab(old);
     const Interrupt interrupt;
     const bool counters = !quiet_ && ::isatty(STDERR_FILENO) != 0;
     const RecordSummary summary = recordFrom(live, *writer.value(), limits_, output_, counters);
