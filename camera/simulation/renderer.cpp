@@ -196,7 +196,7 @@ void Renderer::Impl::castTile(const Exposure& e, int tile) {
             const RayTable::Ray& r = e.rays.at(x, y);
             const Vec3 direction = pose.rotation * Vec3{r.x, r.y, 1};
             RayHit hit;
-            const int found = e.view.cast(tile, View::kMiddle, direction, hit);
+            const int found = e.view.cast(tile, View::kMiddle, r, direction, hit);
             if (found < 0) {
                 surface.at(x, y) = kNothing;
                 continue;
@@ -280,7 +280,7 @@ float Renderer::Impl::shadeRay(const Exposure& e, int tile, int step, float rx, 
     const Pose& pose = e.view.pose(step);
     const Vec3 direction = pose.rotation * Vec3{rx, ry, 1};
     RayHit hit;
-    const int found = e.view.cast(tile, step, direction, hit);
+    const int found = e.view.cast(tile, step, {rx, ry}, direction, hit);
     if (found < 0)
         return skyAt(scene, direction);
     const Primitive& p = e.primitives[found];
@@ -303,18 +303,18 @@ float Renderer::Impl::shadeEdge(const Exposure& e, int tile, int x, int y) const
     const Vec3 right = rotation * Vec3{rx.x - r.x, rx.y - r.y, 0};
     const Vec3 down = rotation * Vec3{ry.x - r.x, ry.y - r.y, 0};
     float sum = 0;
-    for (int i = 0; i < 9; ++i) {
-        // A 3x3 grid; each row and each column meets every step of the shutter once.
-        const int gx = i % 3, gy = i / 3, step = (gx + gy) % kShutterSteps;
-        const float ox = static_cast<float>(gx - 1) * (1.0f / 3.0f);
-        const float oy = static_cast<float>(gy - 1) * (1.0f / 3.0f);
+    // Six columns and six rows, one ray in each; every step of the shutter has two of them, far
+    // apart. Straight edges along rows or columns come out in six steps.
+    static constexpr int kRow[6] = {2, 5, 0, 4, 1, 3};
+    for (int i = 0; i < 6; ++i) {
+        const float ox = static_cast<float>(2 * i - 5) * (1.0f / 12.0f);
+        const float oy = static_cast<float>(2 * kRow[i] - 5) * (1.0f / 12.0f);
         const float dx = r.x + ox * (rx.x - r.x) + oy * (ry.x - r.x);
         const float dy = r.y + ox * (rx.y - r.y) + oy * (ry.y - r.y);
-        const Vec3 jitter = {0.01f * static_cast<float>(gy - 1), 0,
-                             0.01f * static_cast<float>(gx - 1)};
-        sum += shadeRay(e, tile, step, dx, dy, right, down, jitter);
+        const Vec3 jitter = {0.03f * oy, 0, 0.03f * ox};
+        sum += shadeRay(e, tile, i % kShutterSteps, dx, dy, right, down, jitter);
     }
-    return sum * (1.0f / 9.0f) * e.light;
+    return sum * (1.0f / 6.0f) * e.light;
 }
 
 void Renderer::Impl::shadeTile(const Exposure& e, int tile) {
@@ -399,7 +399,7 @@ void Renderer::truth(double t_s, double exposure_s, const RayTable& rays,
             RayHit hit;
             const int tile = y / View::kTile * view.tilesX() + x / View::kTile;
             const int found =
-                view.cast(tile, View::kMiddle, pose.rotation * Vec3{ray.x, ray.y, 1}, hit);
+                view.cast(tile, View::kMiddle, ray, pose.rotation * Vec3{ray.x, ray.y, 1}, hit);
             const Primitive* p = found < 0 ? nullptr : &primitives[found];
             out.depth_mm.at(x, y) = p ? hit.t : std::numeric_limits<float>::infinity();
             out.label.at(x, y) =

@@ -34,8 +34,8 @@ struct RenderOptions {
 
 /// Casts rays through a scene, for both eyes of a rig.
 ///
-/// Every pixel is the mean of 9 texture samples over its footprint and the exposure; where two
-/// surfaces meet, of 9 rays. The pictures depend on scene, rig and time alone, not on the number
+/// Every pixel is the mean of 4 to 9 texture samples over its footprint and the exposure; where two
+/// surfaces meet, of 6 rays. The pictures depend on scene, rig and time alone, not on the number
 /// of threads. One renderer is used by one thread at a time.
 class Renderer {
 public:

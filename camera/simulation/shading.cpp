@@ -1,6 +1,7 @@
 #include "camera/simulation/shading.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -80,6 +81,54 @@ Level levelFor(float width_mm) {
     return {std::min(fine + 1, NoiseTexture::kLevels - 1), level - static_cast<float>(fine)};
 }
 
+/// Where in a pixel and when in the exposure the samples of a pixel are taken.
+struct SamplePattern {
+    float x[9] = {}, y[9] = {};  ///< [px], along the longer side of a long pixel first
+    float time[9] = {};          ///< -0.5 to 0.5
+    int order[9] = {};           ///< in time; mixes the levels of the texture as well
+};
+
+/// Position and time are permutations of each other, so that neither follows the other.
+SamplePattern patternOf(bool square, int count) {
+    static constexpr int kFour[4] = {2, 0, 3, 1}, kSix[6] = {3, 0, 4, 1, 5, 2},
+                         kNine[9] = {4, 0, 7, 2, 8, 5, 1, 6, 3};
+    SamplePattern p;
+    const auto n = static_cast<float>(count);
+    for (int i = 0; i < count; ++i) {
+        const float along = (static_cast<float>(i) + 0.5f) / n - 0.5f;
+        p.order[i] = count == 4 ? kFour[i] : count == 6 ? kSix[i] : kNine[i];
+        p.time[i] = (static_cast<float>(p.order[i]) + 0.5f) / n - 0.5f;
+        p.x[i] = along;
+        if (!square)
+            continue;
+        if (count == 9) {
+            p.x[i] = static_cast<float>(i % 3 - 1) * (1.0f / 3.0f);
+            p.y[i] = static_cast<float>(i / 3 - 1) * (1.0f / 3.0f);
+        } else {
+            p.y[i] = p.time[i];  // every row and every column once
+            p.time[i] = (static_cast<float>((i * 5 + 1) % count) + 0.5f) / n - 0.5f;
+        }
+    }
+    return p;
+}
+
+/// All patterns there are, by their number of samples: 4, 6 or 9.
+std::array<SamplePattern, 10> patternsOf(bool square) {
+    std::array<SamplePattern, 10> all;
+    for (const int count : {4, 6, 9}) all[count] = patternOf(square, count);
+    return all;
+}
+const std::array<SamplePattern, 10> kSquare = patternsOf(true), kLine = patternsOf(false);
+
+/// Pixels that are nearly square on the surface and hardly move need few samples.
+/// @param slenderness  length of the pixel's print on the surface by its width
+/// @param motion_px    during the exposure
+int sampleCount(float slenderness, float motion_px) {
+    if (slenderness < 4.0f && motion_px < 1.0f)
+        return 4;
+    return slenderness < 9.0f && motion_px < 2.5f ? 6 : 9;
+}
+
 }  // namespace
 
 Footprint footprintAt(const SurfacePoint& point, const Vec3& direction, const Vec3& right,
@@ -100,36 +149,33 @@ float albedo(const Material& m, float u, float v, const Footprint& f, float moti
     const float b = std::sqrt(f.u_y * f.u_y + f.v_y * f.v_y);
     // Seen flat, a pixel is long and narrow on the surface: then all samples lie along its length.
     const float longer = std::max(a, b), shorter = std::min(a, b);
-    const bool grid = longer < 2.2f * shorter;
-    const float width = grid ? longer * 0.4f : std::max(shorter * 0.8f, longer * (1.0f / 8.0f));
+    const bool square = longer < 2.2f * shorter;
+    const float motion = std::max(std::abs(motion_x), std::abs(motion_y));
+    const int count = sampleCount(square ? 2.0f : longer / shorter, motion);
+    const auto n = static_cast<float>(count);
+    const float width = square ? longer * 0.5f : std::max(shorter * 0.8f, 1.1f * longer / n);
     const Level level = levelFor(width);
-    const int coarse_from = static_cast<int>(level.fraction * 9.0f + 0.5f);
-    // In which order the samples follow each other in time, and which take the coarser level.
-    static constexpr int kShuffled[9] = {4, 0, 7, 2, 8, 5, 1, 6, 3};
+    const int coarse_from = static_cast<int>(level.fraction * n + 0.5f);
 
     const NoiseTexture& noise = NoiseTexture::instance();
+    const SamplePattern& pattern = square ? kSquare[count] : kLine[count];
+    const bool swapped = !square && b >= a;
+    const float* across = swapped ? pattern.y : pattern.x;
+    const float* downwards = swapped ? pattern.x : pattern.y;
+    const float tu0 = m.cosine * u - m.sine * v + m.offset_u;
+    const float tv0 = m.sine * u + m.cosine * v + m.offset_v;
     float sum = 0;
-    for (int i = 0; i < 9; ++i) {
-        float x = 0, y = 0;
-        if (grid) {
-            x = static_cast<float>(i % 3 - 1) * (1.0f / 3.0f);
-            y = static_cast<float>(i / 3 - 1) * (1.0f / 3.0f);
-        } else {
-            (a > b ? x : y) = static_cast<float>(i - 4) * (1.0f / 9.0f);
-        }
-        const float tau = static_cast<float>(kShuffled[i] - 4) * (1.0f / 9.0f);
-        x -= motion_x * tau;
-        y -= motion_y * tau;
-        const float su = u + x * f.u_x + y * f.u_y, sv = v + x * f.v_x + y * f.v_y;
-        const float tu = m.cosine * su - m.sine * sv + m.offset_u;
-        const float tv = m.sine * su + m.cosine * sv + m.offset_v;
-        const int l = kShuffled[i] < coarse_from ? level.coarse : level.coarse - 1;
-        float value = m.contrast * noise.sample(tu, tv, l);
+    for (int i = 0; i < count; ++i) {
+        const float x = across[i] - motion_x * pattern.time[i];
+        const float y = downwards[i] - motion_y * pattern.time[i];
+        const float du = x * f.u_x + y * f.u_y, dv = x * f.v_x + y * f.v_y;
+        const int l = pattern.order[i] < coarse_from ? level.coarse : level.coarse - 1;
+        sum += m.contrast * noise.sample(tu0 + m.cosine * du - m.sine * dv,
+                                         tv0 + m.sine * du + m.cosine * dv, l);
         if (m.pattern != Pattern::kNone)
-            value += patternAt(m, su, sv, width);
-        sum += value;
+            sum += patternAt(m, u + du, v + dv, width);
     }
-    return std::max(m.base + sum * (1.0f / 9.0f), 2.0f);
+    return std::max(m.base + sum / n, 2.0f);
 }
 
 float albedoSample(const Material& m, float u, float v, float width) {

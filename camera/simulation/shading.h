@@ -14,7 +14,8 @@ struct Footprint {
 Footprint footprintAt(const SurfacePoint& point, const Vec3& direction, const Vec3& right,
                       const Vec3& down, float t);
 
-/// Reflected grey level of a material, in full light, as the mean of 9 samples over a pixel.
+/// Reflected grey level of a material, in full light, as the mean of 4 to 9 samples over a
+/// pixel.
 /// @param motion_x, motion_y  how far the picture moves during the exposure [px]
 float albedo(const Material& material, float u, float v, const Footprint& footprint, float motion_x,
              float motion_y);

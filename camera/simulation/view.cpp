@@ -76,14 +76,21 @@ View::View(const std::vector<Primitive>& primitives, const BumpMap& bumps, const
             local_origins_[step * count + i] =
                 primitives[i].rotation.transposed(poses[step].position - primitives[i].centre);
 
-    std::vector<Bounds> bounds;
+    // A pixel's margin for the motion between the poses that the bounds come from.
+    const float pixel =
+        std::abs(rays.at(rays.width() / 2 + 1, 0).x - rays.at(rays.width() / 2, 0).x);
     std::vector<std::int16_t> order;
     for (int i = 0; i < count; ++i) {
-        bounds.push_back(boundsOf(primitives[i]));
-        nearest_.push_back(bounds[i].near);
-        if (bounds[i].visible)
+        Bounds b = boundsOf(primitives[i]);
+        b.x0 -= pixel;
+        b.x1 += pixel;
+        b.y0 -= pixel;
+        b.y1 += pixel;
+        bounds_.push_back(b);
+        if (b.visible)
             order.push_back(static_cast<std::int16_t>(i));
     }
+    const std::vector<Bounds>& bounds = bounds_;
     std::sort(order.begin(), order.end(), [&](std::int16_t a, std::int16_t b) {
         return bounds[a].near != bounds[b].near ? bounds[a].near < bounds[b].near : a < b;
     });
@@ -91,8 +98,6 @@ View::View(const std::vector<Primitive>& primitives, const BumpMap& bumps, const
     tiles_x_ = (rays.width() + kTile - 1) / kTile;
     tiles_y_ = (rays.height() + kTile - 1) / kTile;
     first_.push_back(0);
-    const float pixel =
-        std::abs(rays.at(rays.width() / 2 + 1, 0).x - rays.at(rays.width() / 2, 0).x);
     for (int ty = 0; ty < tiles_y_; ++ty)
         for (int tx = 0; tx < tiles_x_; ++tx) {
             const int px0 = tx * kTile - 1, py0 = ty * kTile - 1;
@@ -117,8 +122,7 @@ View::View(const std::vector<Primitive>& primitives, const BumpMap& bumps, const
             std::uint8_t thin = 0;
             for (const std::int16_t i : order) {
                 const Bounds& b = bounds[i];
-                if (b.x0 > x1 + pixel || b.x1 < x0 - pixel || b.y0 > y1 + pixel ||
-                    b.y1 < y0 - pixel)
+                if (b.x0 > x1 || b.x1 < x0 || b.y0 > y1 || b.y1 < y0)
                     continue;
                 candidates_.push_back(i);
                 // Narrower than two pixels at its nearest: single rays may miss it.
@@ -131,15 +135,19 @@ View::View(const std::vector<Primitive>& primitives, const BumpMap& bumps, const
         }
 }
 
-int View::cast(int tile, int step, const Vec3& direction, RayHit& hit) const {
+int View::cast(int tile, int step, const RayTable::Ray& ray, const Vec3& direction,
+               RayHit& hit) const {
     const Pose& pose = poses_[step];
     const Vec3* local = &local_origins_[static_cast<std::size_t>(step) * primitives_.size()];
     int found = -1;
     hit.t = std::numeric_limits<float>::infinity();
     for (std::int32_t k = first_[tile]; k < first_[tile + 1]; ++k) {
         const std::int16_t i = candidates_[k];
-        if (nearest_[i] > hit.t)
+        const Bounds& b = bounds_[i];
+        if (b.near > hit.t)
             break;  // sorted: nothing nearer follows
+        if (ray.x < b.x0 || ray.x > b.x1 || ray.y < b.y0 || ray.y > b.y1)
+            continue;
         RayHit h;
         if (intersect(primitives_[i], bumps_, pose.position, local[i], direction, hit.t, h)) {
             hit = h;

@@ -17,7 +17,7 @@ constexpr int kShutterSteps = 3;
 /// picture can see.
 class View {
 public:
-    static constexpr int kTile = 16;  ///< [px]
+    static constexpr int kTile = 8;  ///< [px]
 
     /// @param poses  of this eye over the exposure; the middle one is used where one is enough
     View(const std::vector<Primitive>& primitives, const BumpMap& bumps, const RayTable& rays,
@@ -31,9 +31,12 @@ public:
 
     /// Nearest hit of a ray through a tile.
     /// @param step       which pose
-    /// @param direction  in the world, with length 1 along the optical axis, so that t is depth
+    /// @param ray        in the eye's frame
+    /// @param direction  the same in the world, with length 1 along the optical axis, so that t is
+    /// depth
     /// @return the primitive's index, -1 for none
-    int cast(int tile, int step, const Vec3& direction, RayHit& hit) const;
+    int cast(int tile, int step, const RayTable::Ray& ray, const Vec3& direction,
+             RayHit& hit) const;
 
     /// The same against everything, from anywhere; `skip` is left out.
     int castFree(const Vec3& origin, const Vec3& direction, int skip, RayHit& hit) const;
@@ -56,7 +59,7 @@ private:
     int tiles_x_ = 0, tiles_y_ = 0;
     std::vector<std::int32_t> first_;  ///< of each tile in candidates_
     std::vector<std::int16_t> candidates_;
-    std::vector<float> nearest_;  ///< of each candidate's primitive
+    std::vector<Bounds> bounds_;  ///< of each primitive, over the whole exposure
     std::vector<std::uint8_t> thin_;
 };
 
