@@ -9,6 +9,7 @@
 #include "bench/depth/depth_bench.h"
 #include "bench/depth/fit_confidence.h"
 #include "bench/detection/detection_bench.h"
+#include "bench/speed/pipeline_bench.h"
 #include "bench/speed/speed_bench.h"
 
 namespace kova::bench {
@@ -30,11 +31,16 @@ private:
     int runSpeed() const;
     void declareDetection(CLI::App& app);
     int runDetection() const;
+    void declarePipeline(CLI::App& app);
+    int runPipeline() const;
     camera::Status readPairs(const std::string& list, std::vector<TruePair>& pairs) const;
 
     CLI::App* depth_ = nullptr;
     CLI::App* confidence_ = nullptr;
     CLI::App* detection_ = nullptr;
+    CLI::App* pipeline_ = nullptr;
+    std::string recording_, mode_ = "fast";
+    int frames_ = 60;
     std::string data_, pairs_ = KOVA_BENCH_FOLDER "/pairs_reporting.txt";
     bool json_ = false, groups_only_ = false, all_targets_ = false;
     int threads_ = 2, runs_ = 21;
@@ -69,6 +75,7 @@ void BenchCommand::declare(CLI::App& app) {
         ->check(CLI::Range(1, 10000));
     speed->add_flag("--all-targets", all_targets_, "Every SIMD target of this CPU");
     declareDetection(app);
+    declarePipeline(app);
 }
 
 void BenchCommand::declareDetection(CLI::App& app) {
@@ -98,6 +105,21 @@ void BenchCommand::declareDetection(CLI::App& app) {
     detection_->add_option("--groups", drives_.groups, "Only these groups of scenes")
         ->delimiter(',')
         ->check(CLI::IsMember(detectionGroups()));
+}
+
+void BenchCommand::declarePipeline(CLI::App& app) {
+    pipeline_ = app.add_subcommand("pipeline", "Times of a whole replay, from file to views");
+    pipeline_->add_option("file", recording_, "Recording")->required();
+    pipeline_->add_option("--mode", mode_, "Work mode")
+        ->check(CLI::IsMember({"fast", "medium", "slow"}))
+        ->capture_default_str();
+    pipeline_->add_option("--threads", threads_, "Threads beside that which decodes")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 256));
+    pipeline_->add_option("--frames", frames_, "At most so many frames")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000000));
+    pipeline_->add_flag("--json", json_, "The report for machines");
 }
 
 camera::Status BenchCommand::readPairs(const std::string& list,
@@ -174,9 +196,25 @@ int BenchCommand::runDetection() const {
     return 0;
 }
 
+int BenchCommand::runPipeline() const {
+    const camera::WorkMode mode = mode_ == "fast"     ? camera::WorkMode::kFast
+                                  : mode_ == "medium" ? camera::WorkMode::kMedium
+                                                      : camera::WorkMode::kSlow;
+    const auto report = benchPipeline(recording_, mode, threads_, frames_);
+    if (!report.ok()) {
+        std::fprintf(stderr, "kova bench: %s\n", report.status().message().c_str());
+        return 1;
+    }
+    std::fputs((json_ ? pipelineJson(report.value()) : pipelineTable(report.value())).c_str(),
+               stdout);
+    return 0;
+}
+
 int BenchCommand::run() {
     if (detection_->parsed())
         return runDetection();
+    if (pipeline_->parsed())
+        return runPipeline();
     if (depth_->parsed())
         return runDepth();
     return confidence_->parsed() ? runConfidence() : runSpeed();

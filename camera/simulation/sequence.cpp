@@ -20,7 +20,7 @@ CameraInfo simulatedCameraInfo(std::int32_t model, std::uint32_t seed) {
     return info;
 }
 
-Status encodeJpeg(const std::vector<std::uint8_t>& grey, int width, int height,
+Status encodeJpeg(const std::vector<std::uint8_t>& grey, int width, int height, int quality,
                   std::vector<std::uint8_t>& out) {
     struct Compressor {
         tjhandle handle = tjInitCompress();
@@ -34,13 +34,12 @@ Status encodeJpeg(const std::vector<std::uint8_t>& grey, int width, int height,
     const std::vector<std::uint8_t> neutral(static_cast<std::size_t>(colour_width) * height, 128);
     const unsigned char* planes[3] = {grey.data(), neutral.data(), neutral.data()};
     const int strides[3] = {width, colour_width, colour_width};
-    constexpr int kQuality = 85;
     unsigned long size = tjBufSize(width, height, TJSAMP_422);
     out.resize(size);
     unsigned char* buffer = out.data();
     if (!compressor.handle ||
         tjCompressFromYUVPlanes(compressor.handle, planes, width, strides, height, TJSAMP_422,
-                                &buffer, &size, kQuality, TJFLAG_NOREALLOC) != 0)
+                                &buffer, &size, quality, TJFLAG_NOREALLOC) != 0)
         return {ErrorCode::kInvalidArgument, "the JPEG encoder failed on a picture of " +
                                                  std::to_string(width) + "x" +
                                                  std::to_string(height)};
@@ -91,7 +90,9 @@ Status SimulatedSequence::next(RawFrame& frame, FrameTruth* truth) {
     if (!options_.jpeg)
         return {};
     std::vector<std::uint8_t> jpeg;
-    if (Status s = encodeJpeg(frame.data, stream_.width, stream_.height, jpeg); !s.ok())
+    if (Status s =
+            encodeJpeg(frame.data, stream_.width, stream_.height, options_.jpeg_quality, jpeg);
+        !s.ok())
         return s;
     frame.data = std::move(jpeg);
     return {};

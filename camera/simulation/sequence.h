@@ -10,7 +10,8 @@
 namespace kova::camera {
 
 struct SequenceOptions {
-    bool jpeg = false;  ///< 4:2:2, quality 85, as USB cameras deliver it
+    bool jpeg = false;      ///< 4:2:2, as USB cameras deliver it
+    int jpeg_quality = 85;  ///< 1 to 100
     bool has_imu = true;
     std::int32_t model = 101;  ///< a CAMERA_MODEL, for CameraInfo
     bool auto_exposure = true;
@@ -49,8 +50,8 @@ private:
 /// What a simulated camera says about itself.
 CameraInfo simulatedCameraInfo(std::int32_t model, std::uint32_t seed);
 
-/// A grey picture as JPEG 4:2:2 of quality 85, the colour planes neutral.
-Status encodeJpeg(const std::vector<std::uint8_t>& grey, int width, int height,
+/// A grey picture as JPEG 4:2:2, the colour planes neutral.
+Status encodeJpeg(const std::vector<std::uint8_t>& grey, int width, int height, int quality,
                   std::vector<std::uint8_t>& out);
 
 }  // namespace kova::camera

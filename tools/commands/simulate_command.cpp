@@ -67,7 +67,11 @@ public:
         app.add_flag("--no-residual", no_residual_,
                      "Render exactly what the calibration says, without residual error");
         app.add_flag("--distorted", distorted_, "Pictures with lens distortion, not rectified");
-        app.add_flag("--jpeg", jpeg_, "Frames as JPEG 4:2:2 of quality 85");
+        CLI::Option* jpeg = app.add_flag("--jpeg", jpeg_, "Frames as JPEG 4:2:2");
+        app.add_option("--jpeg-quality", jpeg_quality_, "Quality of the JPEG frames")
+            ->needs(jpeg)
+            ->capture_default_str()
+            ->check(CLI::Range(1, 100));
         app.add_flag("--truth", truth_, "Write the truth into the folder NAME.truth beside it");
         app.add_flag("-f,--force", force_, "Replace an existing recording");
         app.add_flag("--list-scenes", list_, "List the scenes and end");
@@ -106,7 +110,7 @@ private:
 
     std::string output_, scene_ = "demo", mode_ = "SD400_30FPS", model_ = "P1";
     std::uint32_t seed_ = 1;
-    int frames_ = 0;
+    int frames_ = 0, jpeg_quality_ = 85;
     double seconds_ = 0, noise_scale_ = 1;
     camera::SceneOptions options_;
     bool no_residual_ = false, distorted_ = false, jpeg_ = false, truth_ = false, force_ = false,
@@ -130,6 +134,7 @@ camera::Status SimulateCommand::simulate() {
     rig.noise_scale = noise_scale_;
     camera::SequenceOptions sequence_options;
     sequence_options.jpeg = jpeg_;
+    sequence_options.jpeg_quality = jpeg_quality_;
     sequence_options.model = modelOf(model_);
     camera::SimulatedSequence sequence(
         camera::Renderer(std::move(scene.value()), camera::makeRig(rig)), sequence_options);
