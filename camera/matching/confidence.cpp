@@ -15,6 +15,8 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
+constexpr int kNoScore = 256;  // behind the last one
+
 /// All neighbours are inside of the map.
 template <class D>
 HWY_INLINE hn::Vec<D> roughness(D d, const std::uint16_t* const* rows, int x) {
@@ -33,14 +35,32 @@ HWY_INLINE hn::Vec<D> roughness(D d, const std::uint16_t* const* rows, int x) {
     return sum;
 }
 
+/// The score, or kNoScore where there is no disparity.
+template <class D>
+HWY_INLINE hn::Vec<D> scoreOf(D d, const std::uint16_t* const* rows, const std::uint8_t* best,
+                              const std::uint8_t* second, int x) {
+    const hn::Rebind<std::uint8_t, D> d8;
+    const auto centre = hn::LoadU(d, rows[2] + x);
+    const auto margin = hn::Sub(hn::PromoteTo(d, hn::LoadU(d8, second + x)),
+                                hn::PromoteTo(d, hn::LoadU(d8, best + x)));
+    const auto sum =
+        hn::Add(hn::Mul(hn::Min(margin, hn::Set(d, kMaxMargin)), hn::Set(d, kMarginWeight)),
+                hn::Sub(hn::Set(d, kMaxRoughness), roughness(d, rows, x)));
+    const auto score = hn::Min(hn::ShiftRight<2>(sum), hn::Set(d, kNoScore - 1));
+    return hn::IfThenElse(hn::Lt(centre, hn::Set(d, kFirstReservedDisparity)), score,
+                          hn::Set(d, kNoScore));
+}
+
 /// The pixels [2, width - 2) of a row.
-void roughnessRow(const std::uint16_t* const* rows, int width, std::uint16_t* out) {
+void scoreRow(const std::uint16_t* const* rows, const std::uint8_t* best,
+              const std::uint8_t* second, int width, std::uint16_t* out) {
     const hn::ScalableTag<std::uint16_t> d;
     const hn::CappedTag<std::uint16_t, 1> d1;
     const int lanes = static_cast<int>(hn::Lanes(d));
     int x = 2;
-    for (; x + lanes + 1 < width; x += lanes) hn::StoreU(roughness(d, rows, x), d, out + x);
-    for (; x + 2 < width; ++x) hn::StoreU(roughness(d1, rows, x), d1, out + x);
+    for (; x + lanes + 1 < width; x += lanes)
+        hn::StoreU(scoreOf(d, rows, best, second, x), d, out + x);
+    for (; x + 2 < width; ++x) hn::StoreU(scoreOf(d1, rows, best, second, x), d1, out + x);
 }
 
 }  // namespace
@@ -51,7 +71,7 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace kova::camera {
 
-HWY_EXPORT(roughnessRow);
+HWY_EXPORT(scoreRow);
 
 namespace {
 
@@ -83,7 +103,9 @@ void rateRows(const ImageView<const std::uint16_t>& disparity, const sgm::Winner
               int end) {
     const int width = disparity.width, height = disparity.height;
     constexpr int kChunk = 512;
-    std::uint16_t rough[kChunk + 64];
+    std::uint16_t scores[kChunk + 64];
+    std::array<std::uint8_t, 257> worth{};  // the last one is of pixels without a disparity
+    std::copy(table.begin(), table.end(), worth.begin());
     for (int y = begin; y < end; ++y) {
         std::uint8_t* out = confidence.row(y);
         if (y < 2 || y + 2 >= height || width < 5) {
@@ -95,18 +117,12 @@ void rateRows(const ImageView<const std::uint16_t>& disparity, const sgm::Winner
             out[width - 1 - x] = rateReference(disparity, winners, table, width - 1 - x, y);
         }
         const std::uint8_t *best = winners.best.row(y), *second = winners.second.row(y);
-        const std::uint16_t* d = disparity.row(y);
         for (int x0 = 0; x0 + 4 < width; x0 += kChunk - 4) {
             const int count = std::min(kChunk, width - x0);
             const std::uint16_t* rows[5];
             for (int j = 0; j < 5; ++j) rows[j] = disparity.row(y + j - 2) + x0;
-            HWY_DYNAMIC_DISPATCH(roughnessRow)(rows, count, rough);
-            for (int i = 2; i < count - 2; ++i) {
-                const int x = x0 + i;
-                const int score = confidenceScore(rough[i], second[x] - best[x]);
-                out[x] =
-                    isDisparity(d[x]) ? table[static_cast<std::size_t>(score)] : std::uint8_t{0};
-            }
+            HWY_DYNAMIC_DISPATCH(scoreRow)(rows, best + x0, second + x0, count, scores);
+            for (int i = 2; i < count - 2; ++i) out[x0 + i] = worth[scores[i]];
         }
     }
 }

@@ -31,12 +31,14 @@ void rateRows(const ImageView<const std::uint16_t>& disparity, const sgm::Winner
               int end);
 
 constexpr int kMaxMargin = 63;
+constexpr int kMarginWeight = 11;
 constexpr int kMaxRoughness = 24 * kDisparityScale;
 
 /// Both measures with their weights.
 constexpr int confidenceScore(int roughness, int margin) {
     const int score =
-        (11 * (margin < kMaxMargin ? margin : kMaxMargin) + kMaxRoughness - roughness) / 4;
+        (kMarginWeight * (margin < kMaxMargin ? margin : kMaxMargin) + kMaxRoughness - roughness) /
+        4;
     return score < 255 ? score : 255;
 }
 

@@ -10,8 +10,9 @@ namespace kova::camera {
 
 void checkEyes(std::uint16_t* disparity, const std::uint8_t* cost, int width, int max_difference,
                std::uint32_t* claims) {
-    // Which pixels have a partner is as good as random to the processor, so there are no branches:
-    // a pixel without one claims the element behind the row.
+    // A pixel without a partner claims the element behind the row: that is cheaper than a branch
+    // the processor cannot foresee. Comparisons that it mostly can are better left to it: with
+    // arithmetic in their place the claims wait for each other.
     const auto partner = [&](int x, int d) {
         const int p = x - ((d + kDisparityScale / 2) >> kDisparityFractionBits);
         return p >= 0 && isDisparity(static_cast<std::uint16_t>(d)) ? p : width;
