@@ -125,9 +125,9 @@ TEST_F(LiveCamera, AnUnpluggedCameraCanBeStoppedAndOpenedAgain) {
     while (newFrames(1, 2000)) {
     }
     picture("unplugged");
-    EXPECT_TRUE(driver->find<QWidget>("btnStop")->isEnabled());
+    EXPECT_TRUE(driver->find<QWidget>("btnStop")->isVisible());
     driver->click("btnStop");
-    EXPECT_TRUE(driver->find<QWidget>("btnStart")->isEnabled());
+    EXPECT_TRUE(driver->find<QWidget>("btnStart")->isVisible());
     qputenv("KOVA_SIMULATED_CAMERAS", "P1:scene=wall");  // plugged in again
     driver->click("btnStart");
     EXPECT_TRUE(newFrames(3));
