@@ -21,6 +21,11 @@ constexpr float kMinEvidenceHanging = 40;
 /// less, what is really there with 0.9.
 constexpr float kMinConfidence = 0.65f;
 constexpr float kMinConfidenceHanging = 0.8f;
+/// A stixel is sure of itself when its mean confidence reaches this, the more the less its cells
+/// agree: what is mixed of two surfaces scatters and comes with little confidence. An unsure one
+/// needs a sure one beside it.
+constexpr float kSureConfidence = 0.6f;
+constexpr float kSureConfidencePerPx = 0.5f;
 /// More for one shorter than the minimum length, at length 0.
 constexpr float kShortEvidence = 20;
 /// Change of the picture over 4 px by that over 1 px: 1 for white noise, more for any surface.
@@ -216,7 +221,6 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
         return false;
     std::size_t lowest = index;
     while (lowest > 0 && isStep(lowest - 1)) --lowest;
-    // The rim is where the surface itself begins to be seen.
     const int y_edge = segment.y_bottom;
     const Segment* below = lowest > 0 ? &segments[lowest - 1] : nullptr;
     const RectifiedGeometry& geometry = context.geometry;
@@ -230,9 +234,16 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
         return false;
     const double u = context.grid->centreX(column);
     const float height = static_cast<float>(ground.height_mm);
-    // Where the edge's upper side is seen, and the ground below it.
+    // The face of the edge has one disparity: that of the ground at its foot and of the surface at
+    // its rim. The optimisation goes over from one to the other where both fit it equally badly,
+    // halfway up the face.
+    const auto ratioOf = [&](float rise) { return height / (height - rise); };
+    const float ratio = ratioOf(segment.rise_mm);
+    const Segment& next = segments[index - 1];
+    const float ratio_below = next.kind == SegmentKind::kRaised ? ratioOf(next.rise_mm) : 1.0f;
     const float s = static_cast<float>(ground.planeAt(u, y_edge));
-    const float d = ground.groundOf(s) * height / (height - segment.rise_mm);
+    const float d = ground.groundOf(s) * 0.5f * (ratio + ratio_below);
+    const double rim = (ground.planeOf(d / ratio) - ground.a * u - ground.c) / ground.b;
     const double foot = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
     Stixel& stixel = candidate.stixel;
     stixel = Stixel();
@@ -244,7 +255,8 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
     stixel.distance_mm = static_cast<float>(geometry.fx * geometry.baseline_mm) / d;
     stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
     stixel.confidence = segment.confidence;
-    stixel.y_top = std::max(0, y_edge - 1);
+    stixel.y_top = std::clamp(static_cast<int>(std::lround(rim)), 0, geometry.height - 1);
+    candidate.edge = true;
     stixel.y_bottom =
         std::clamp(static_cast<int>(std::lround(foot)), stixel.y_top + 1, geometry.height);
     stixel.low_mm = 0;
@@ -329,6 +341,11 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
     }
 }
 
+bool StixelFilter::Candidate::sure() const {
+    return stixel.too_near || edge ||
+           stixel.confidence >= kSureConfidence + kSureConfidencePerPx * stixel.sigma_px;
+}
+
 /// An edge is wider than two columns.
 void StixelFilter::dropLoneDrops(DetectionFrame& frame) {
     drops_.clear();
@@ -353,14 +370,16 @@ void StixelFilter::support() {
     for (int column = 0; column < columns; ++column) {
         for (int i = first_[column]; i < first_[column + 1]; ++i) {
             Candidate& one = candidates_[i];
-            one.supported = one.evidence >= kMinEvidenceAlone;
+            one.supported = one.evidence >= kMinEvidenceAlone && one.sure();
             for (const int next : {column - 1, column + 1}) {
                 if (next < 0 || next >= columns)
                     continue;
                 for (int k = first_[next]; k < first_[next + 1] && !one.supported; ++k) {
-                    const Stixel& other = candidates_[k].stixel;
+                    const Candidate& other_one = candidates_[k];
+                    const Stixel& other = other_one.stixel;
                     const float apart = std::fabs(other.disparity - one.stixel.disparity);
-                    one.supported = apart < std::max(1.0f, 0.05f * one.stixel.disparity) &&
+                    one.supported = (one.sure() || other_one.sure()) &&
+                                    apart < std::max(1.0f, 0.05f * one.stixel.disparity) &&
                                     other.y_top < one.stixel.y_bottom &&
                                     other.y_bottom > one.stixel.y_top;
                 }

@@ -43,6 +43,9 @@ private:
         Stixel stixel;
         float evidence = 0;
         bool supported = false;
+        bool edge = false;  ///< of a raised surface
+
+        bool sure() const;
     };
     void collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
                        int column, DetectionFrame& frame);
