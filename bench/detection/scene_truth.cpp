@@ -15,8 +15,9 @@ using camera::Vec3;
 
 constexpr int kStep = 2;               // outlines are counted on a grid of this many pixels
 constexpr float kSameSurface = 0.75f;  // [px]
-constexpr int kTextureReach = 3;       // [px]
-constexpr int kTextureRange = 8;       // [grey levels], well above noise over three rows
+constexpr double kBelowEdgeMm = 150;
+constexpr int kTextureReach = 3;  // [px]
+constexpr int kTextureRange = 8;  // [grey levels], well above noise over three rows
 
 void findInRight(SceneTruth& out) {
     const int width = out.disparity.width();
@@ -141,7 +142,10 @@ void judgeTruth(const camera::FrameTruth& truth, const camera::Scene& scene, dou
     std::vector<Seen> seen = collectSeen(truth, out, scene.objects.size());
     const std::vector<Primitive> primitives = scene.primitivesAt(t_s);
     for (std::size_t i = 0; i < seen.size(); ++i) {
-        if (seen[i].both <= 0)
+        const camera::SceneObject& thing = scene.objects[i];
+        // What stands below an edge of the ground is seen as part of the drop.
+        const double below = thing.foot.y - scene.groundY(thing.foot.x, thing.foot.z);
+        if (seen[i].both <= 0 || below > kBelowEdgeMm)
             continue;
         std::vector<Primitive> parts;
         for (const Primitive& p : primitives)
@@ -151,8 +155,8 @@ void judgeTruth(const camera::FrameTruth& truth, const camera::Scene& scene, dou
             continue;
         VisibleObject object;
         object.object = static_cast<int>(i);
-        object.height_mm = scene.objects[i].size.y;
-        object.overhead = scene.objects[i].overhead;
+        object.height_mm = thing.size.y;
+        object.overhead = thing.overhead;
         float nearest = 0;
         for (const ObjectColumn& column : seen[i].columns)
             nearest = std::max(nearest, column.nearest);
