@@ -303,9 +303,10 @@ TEST(Decode, DamagedJpegIsSkippedInWords) {
 TEST(Decode, PngGreyColourAndDeep) {
     StreamInfo stream = smallStream(kWidth, kHeight);
     stream.codec = FrameCodec::kPng;
-    const cv::Mat grey(kHeight, kWidth, CV_8UC1, greyPicture().data());
+    std::vector<std::uint8_t> pixels = greyPicture();
+    const cv::Mat grey(kHeight, kWidth, CV_8UC1, pixels.data());
     std::vector<std::uint8_t> png;
-    cv::imencode(".png", grey.clone(), png);
+    cv::imencode(".png", grey, png);
     cv::Mat deep;
     grey.convertTo(deep, CV_16UC1, 256, 77);
     std::vector<std::uint8_t> deep_png;
