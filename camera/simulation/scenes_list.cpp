@@ -37,7 +37,7 @@ const std::vector<Entry>& entries() {
         {{"textureless", "walls and boxes almost without texture"}, buildTextureless},
         {{"low_light", "room with a twentieth of the light"}, buildLowLight},
         {{"vibration", "rough drive: the camera shakes"}, buildVibration},
-        {{"calibration_board", "a chessboard before the camera in many poses"},
+        {{"calibration_board", "a chessboard before the camera in a pose that the seed chooses"},
          buildCalibrationBoard},
     };
     return all;
