@@ -1,13 +1,15 @@
 #include "camera/base/parallel.h"
 
-#include <tbb/global_control.h>
 #include <tbb/info.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 
 #include <atomic>
+
+#if defined(__SANITIZE_THREAD__)
 #include <thread>
 #include <vector>
+#endif
 
 namespace kova::camera {
 

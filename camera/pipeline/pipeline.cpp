@@ -98,7 +98,7 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     match.work_mode = settings.work_mode;
     // What lies beyond the far limit must be found there, or it would match something nearer.
     match.min_disparity = 0;
-    match.max_disparity = range.max;
+    match.max_disparity = std::min(range.max, kMostDisparities);
     match.fill = settings.fill;
     match.confidence_threshold = settings.confidence_threshold;
     if (Status s = matcher_->match(left_.view(), right_.view(), match, map_); !s.ok())
