@@ -105,6 +105,12 @@ void BenchCommand::declareDetection(CLI::App& app) {
     detection_->add_option("--groups", drives_.groups, "Only these groups of scenes")
         ->delimiter(',')
         ->check(CLI::IsMember(detectionGroups()));
+    detection_->add_flag("!--no-plain", drives_.plain, "Leave the plain detector out");
+    detection_->add_flag("--explain", drives_.explain,
+                         "A line on standard error for every object missed and every false alarm");
+    detection_->add_option("--cache", drives_.cache,
+                           "Folder that keeps rendered drives for the next run; delete it after "
+                           "changes of the simulator");
 }
 
 void BenchCommand::declarePipeline(CLI::App& app) {

@@ -5,6 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "bench/detection/drive_cache.h"
+#include "bench/detection/explain.h"
 #include "camera/detection/detector.h"
 #include "camera/matching/matcher.h"
 #include "camera/simulation/sequence.h"
@@ -59,6 +61,7 @@ struct Lane {
     WorkMode mode;
     camera::Detector detector;
     camera::DetectionFrame frame;
+    camera::DisparityMap map;
 };
 
 void toFindings(const camera::DetectionFrame& frame, Findings& out) {
@@ -108,16 +111,32 @@ public:
         geometry_ = {c.width,   c.height,  c.left.fx,  c.left.fy,
                      c.left.cx, c.left.cy, c.right.cx, c.baselineMm()};
         for (Lane& lane : lanes_) lane.detector.reset();
-        camera::RawFrame raw;
-        camera::FrameTruth truth;
+        char about[256];
+        std::snprintf(about, sizeof about,
+                      "%s seed %u %dx%d frames %d noise %g texture %g h %g t %g r %g", group_.scene,
+                      seed, options_.width, options_.height, options_.frames, options_.noise,
+                      options_.texture, scene_options.camera_height_mm, scene_options.tilt_deg,
+                      scene_options.roll_deg);
+        const DriveCache cache(options_.cache);
+        std::vector<DriveFrame> kept;
+        const bool known = cache.load(about, kept);
+        if (!known)
+            kept.resize(options_.cache.empty() ? 1 : static_cast<std::size_t>(options_.frames));
         for (int i = 0; i < options_.frames; ++i) {
-            if (Status s = sequence.next(raw, i < kWarmUp ? nullptr : &truth); !s.ok())
+            DriveFrame& frame = kept[kept.size() == 1 ? 0 : static_cast<std::size_t>(i)];
+            if (!known)
+                if (Status s = sequence.next(frame.raw, i < kWarmUp ? nullptr : &frame.truth);
+                    !s.ok())
+                    return s;
+            if (Status s = detect(frame.raw); !s.ok())
                 return s;
-            if (Status s = detect(raw); !s.ok())
-                return s;
+            where_ =
+                std::string(group_.name) + " " + std::to_string(seed) + "/" + std::to_string(i);
             if (i >= kWarmUp)
-                judge(raw, truth, sequence.scene(), scores);
+                judge(frame.raw, frame.truth, sequence.scene(), scores);
         }
+        if (!known)
+            cache.store(about, kept);
         return {};
     }
 
@@ -136,11 +155,11 @@ private:
             camera::MatchParameters parameters;
             parameters.work_mode = lane.mode;
             parameters.max_disparity = kLevels;
-            if (Status s = matcher_->match(eye(raw, 0), eye(raw, 1), parameters, map_); !s.ok())
+            if (Status s = matcher_->match(eye(raw, 0), eye(raw, 1), parameters, lane.map); !s.ok())
                 return s;
             camera::DetectionInput input;
             input.left = eye(raw, 0);
-            input.map = &map_;
+            input.map = &lane.map;
             input.geometry = geometry_;
             input.max_disparity = kLevels;
             input.t_ns = raw.t_ns;
@@ -160,7 +179,14 @@ private:
         for (int i = 0; i < 2; ++i) {
             toFindings(lanes_[i].frame, findings_);
             score(findings_, truth_, geometry_, kLevels, column_px, scores[i]);
+            if (options_.explain)
+                std::fputs(explain(where_ + " " + lanes_[i].name, lanes_[i].frame, lanes_[i].map,
+                                   findings_, truth_, kLevels)
+                               .c_str(),
+                           stderr);
         }
+        if (!options_.plain)
+            return;
         detectPlainly(eye(raw, 0), eye(raw, 1), geometry_, kLevels, findings_);
         score(findings_, truth_, geometry_, kLevels, column_px, scores[2]);
     }
@@ -170,7 +196,7 @@ private:
     std::unique_ptr<camera::Matcher> matcher_ = camera::makeMatcher();
     camera::RectifiedGeometry geometry_;
     Lane lanes_[2];
-    camera::DisparityMap map_;
+    std::string where_;
     SceneTruth truth_;
     Findings findings_;
 };
@@ -190,6 +216,7 @@ Status benchDetection(const DetectionBenchOptions& options, DetectionReport& rep
     for (const std::string& name : options.groups)
         if (std::find(known.begin(), known.end(), name) == known.end())
             return {camera::ErrorCode::kInvalidArgument, "unknown group of scenes '" + name + "'"};
+    const int detectors = options.plain ? 3 : 2;
     Scores total[3];
     for (const Group& group : kGroups) {
         if (!options.groups.empty() && std::find(options.groups.begin(), options.groups.end(),
@@ -204,12 +231,12 @@ Status benchDetection(const DetectionBenchOptions& options, DetectionReport& rep
             if (options.progress)
                 std::fprintf(stderr, "%s %d/%d\n", group.name, i + 1, options.seeds);
         }
-        for (int k = 0; k < 3; ++k) {
+        for (int k = 0; k < detectors; ++k) {
             report.rows.push_back({group.name, kDetectors[k], scores[k]});
             total[k].add(scores[k]);
         }
     }
-    for (int k = 0; k < 3; ++k) report.rows.push_back({"all", kDetectors[k], total[k]});
+    for (int k = 0; k < detectors; ++k) report.rows.push_back({"all", kDetectors[k], total[k]});
     return {};
 }
 

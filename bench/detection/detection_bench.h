@@ -16,6 +16,9 @@ struct DetectionBenchOptions {
     double noise = 1;                 ///< factor on the sensor's noise
     double texture = 1;               ///< factor on the contrast of all textures
     std::vector<std::string> groups;  ///< empty: all
+    bool plain = true;                ///< the plain detector too
+    bool explain = false;             ///< a line per miss and false alarm on standard error
+    std::string cache;                ///< folder that keeps the rendered drives; empty: none
     bool progress = false;            ///< a line per drive on standard error
 };
 

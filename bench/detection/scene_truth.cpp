@@ -135,6 +135,7 @@ void judgeTruth(const camera::FrameTruth& truth, const camera::Scene& scene, dou
                 std::isfinite(depth) && depth > 0 ? static_cast<float>(scale / depth) : 0.0f;
             out.label.at(x, y) = truth.label.at(x, y);
         }
+    out.object = truth.object.clone();
     findInRight(out);
     findTexture(left, out);
 

@@ -28,6 +28,7 @@ struct VisibleObject {
 struct SceneTruth {
     camera::Image<float> disparity;        ///< [px], 0 where there is nothing
     camera::Image<std::uint8_t> label;     ///< a SurfaceLabel
+    camera::Image<std::int16_t> object;    ///< index into Scene::objects, -1 for none
     camera::Image<std::uint8_t> in_right;  ///< 1 where the right eye sees the same surface
     camera::Image<std::uint8_t> textured;  ///< 1 where the picture changes enough to be matched
     /// Those of which at least half is visible to both eyes.

@@ -28,27 +28,10 @@ bool isGround(std::uint8_t label) {
     return label == static_cast<std::uint8_t>(SurfaceLabel::kGround);
 }
 
-bool matches(const FoundColumn& found, float nearest, float farthest) {
-    if (found.too_near)
-        return nearest >= found.disparity - kEndSlack;
-    return found.disparity <= nearest + toleranceAt(nearest) &&
-           found.disparity >= farthest - toleranceAt(farthest);
-}
-
-bool isFound(const VisibleObject& object, const Findings& findings) {
-    std::size_t hit = 0;
-    for (const ObjectColumn& column : object.columns)
-        hit += std::any_of(findings.obstacles.begin(), findings.obstacles.end(),
-                           [&](const FoundColumn& f) {
-                               return column.x >= f.x_begin && column.x < f.x_end &&
-                                      matches(f, column.nearest, column.farthest);
-                           });
-    return 2 * hit >= object.columns.size();
-}
-
-void scoreObjects(const Findings& findings, const SceneTruth& truth, int width, int max_disparity,
-                  double scale, Scores& scores) {
-    const double near_range = width >= 1000 ? 6000 : 3000;
+void scoreObjects(const Findings& findings, const SceneTruth& truth,
+                  const RectifiedGeometry& geometry, int max_disparity, Scores& scores) {
+    const double scale = geometry.fx * geometry.baseline_mm;
+    const double near_range = geometry.width >= 1000 ? 6000 : 3000;
     for (const VisibleObject& object : truth.objects) {
         if (object.distance_mm > kRangeMm || scale / object.distance_mm >= max_disparity)
             continue;
@@ -65,10 +48,10 @@ void scoreObjects(const Findings& findings, const SceneTruth& truth, int width, 
         const auto place =
             std::upper_bound(kContrastClasses.begin(), kContrastClasses.end(), object.contrast_px);
         count(scores.curve[static_cast<std::size_t>(place - kContrastClasses.begin())]);
-        const bool enough = object.contrast_px >= judgedContrast(width);
-        if (object.height_mm >= 199 && enough)
+        const bool judged = isJudged(object, geometry, max_disparity);
+        if (judged)
             count(scores.low);
-        if (object.height_mm >= 499 && enough)
+        if (judged && object.height_mm >= 499)
             count(scores.high);
         if (object.height_mm >= 199 && object.distance_mm <= near_range)
             count(scores.near);
@@ -105,15 +88,7 @@ private:
 };
 
 /// A run of neighbouring false columns at about the same distance counts once.
-int falseRuns(const Findings& findings, const ObstacleSets& obstacles, int column_px) {
-    std::vector<FoundColumn> wrong;
-    for (const FoundColumn& f : findings.obstacles) {
-        const float tolerance = toleranceAt(f.disparity);
-        const float high = f.too_near ? 1e6f : f.disparity + tolerance;
-        if (!obstacles.any(f.x_begin - column_px, f.x_end + column_px, f.disparity - tolerance,
-                           high))
-            wrong.push_back(f);
-    }
+int falseRuns(const std::vector<FoundColumn>& wrong) {
     int runs = 0;
     for (const FoundColumn& f : wrong)
         runs += std::none_of(wrong.begin(), wrong.end(), [&](const FoundColumn& other) {
@@ -229,6 +204,45 @@ void append(const std::vector<double>& from, std::vector<double>& to) {
 
 }  // namespace
 
+bool matches(const FoundColumn& found, float nearest, float farthest) {
+    if (found.too_near)
+        return nearest >= found.disparity - kEndSlack;
+    return found.disparity <= nearest + toleranceAt(nearest) &&
+           found.disparity >= farthest - toleranceAt(farthest);
+}
+
+bool isFound(const VisibleObject& object, const Findings& findings) {
+    std::size_t hit = 0;
+    for (const ObjectColumn& column : object.columns)
+        hit += std::any_of(findings.obstacles.begin(), findings.obstacles.end(),
+                           [&](const FoundColumn& f) {
+                               return column.x >= f.x_begin && column.x < f.x_end &&
+                                      matches(f, column.nearest, column.farthest);
+                           });
+    return 2 * hit >= object.columns.size();
+}
+
+bool isJudged(const VisibleObject& object, const RectifiedGeometry& geometry, int max_disparity) {
+    const double scale = geometry.fx * geometry.baseline_mm;
+    return object.distance_mm <= kRangeMm && scale / object.distance_mm < max_disparity &&
+           !object.overhead && object.height_mm >= 199 &&
+           object.contrast_px >= judgedContrast(geometry.width);
+}
+
+std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
+                                      int max_disparity, int column_px) {
+    const ObstacleSets obstacles(truth, max_disparity);
+    std::vector<FoundColumn> wrong;
+    for (const FoundColumn& f : findings.obstacles) {
+        const float tolerance = toleranceAt(f.disparity);
+        const float high = f.too_near ? 1e6f : f.disparity + tolerance;
+        if (!obstacles.any(f.x_begin - column_px, f.x_end + column_px, f.disparity - tolerance,
+                           high))
+            wrong.push_back(f);
+    }
+    return wrong;
+}
+
 std::array<double, 2> Rate::interval() const {
     if (all <= 0)
         return {0, 100};
@@ -256,8 +270,8 @@ void score(const Findings& findings, const SceneTruth& truth, const RectifiedGeo
            int max_disparity, int column_px, Scores& scores) {
     const double scale = geometry.fx * geometry.baseline_mm;
     ++scores.frames;
-    scoreObjects(findings, truth, geometry.width, max_disparity, scale, scores);
-    scores.false_positives += falseRuns(findings, ObstacleSets(truth, max_disparity), column_px);
+    scoreObjects(findings, truth, geometry, max_disparity, scores);
+    scores.false_positives += falseRuns(falseColumns(findings, truth, max_disparity, column_px));
     scoreMap(findings, truth, scale, scores);
     scorePlane(findings, truth, geometry, scores);
     scoreFree(findings, truth, max_disparity, scores);

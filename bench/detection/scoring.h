@@ -46,6 +46,20 @@ constexpr double judgedContrast(int width) {
     return width >= 1000 ? 1.6 : 2.5;
 }
 
+/// Whether a found column lies at the distance of a column of an object.
+bool matches(const FoundColumn& found, float nearest, float farthest);
+
+/// At least half of its columns carry an obstacle at its distance.
+bool isFound(const VisibleObject& object, const Findings& findings);
+
+/// It stands on the ground, is 20 cm high or more, in range and has contrast enough.
+bool isJudged(const VisibleObject& object, const camera::RectifiedGeometry& geometry,
+              int max_disparity);
+
+/// The columns that lie near no true obstacle.
+std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
+                                      int max_disparity, int column_px);
+
 /// Adds what a detector says about a frame.
 /// @param max_disparity  end of its search [px]
 /// @param column_px      width of its columns
