@@ -5,6 +5,9 @@
 #include <tbb/task_arena.h>
 
 #include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
 
 #if defined(__SANITIZE_THREAD__)
 #include <thread>
@@ -19,7 +22,7 @@ std::atomic<int> g_threads{0};
 #if defined(__SANITIZE_THREAD__)
 // ThreadSanitizer cannot see how the distribution's oneTBB hands work over and would report every
 // body; with plain threads it sees the bodies' own races and nothing else.
-void runOnPlainThreads(int count, int threads, const std::function<void(int)>& body) {
+void runOnPlainThreads(int count, int threads, IndexBody body) {
     std::atomic<int> next{0};
     const auto work = [&] {
         for (int i = next++; i < count; i = next++) body(i);
@@ -28,6 +31,18 @@ void runOnPlainThreads(int count, int threads, const std::function<void(int)>& b
     for (int t = 1; t < threads; ++t) others.emplace_back(work);
     work();
     for (std::thread& other : others) other.join();
+}
+#else
+/// The arena of so many threads; made once, since making one costs as much as a small loop.
+tbb::task_arena& arenaOf(int threads) {
+    // Never destroyed: a thread may still be in it when the program ends.
+    static auto& arenas = *new std::map<int, std::unique_ptr<tbb::task_arena>>;
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
+    std::unique_ptr<tbb::task_arena>& arena = arenas[threads];
+    if (!arena)
+        arena = std::make_unique<tbb::task_arena>(threads);
+    return *arena;
 }
 #endif
 
@@ -42,7 +57,7 @@ int threadCount() {
     return threads > 0 ? threads : tbb::info::default_concurrency();
 }
 
-void parallelFor(int count, const std::function<void(int)>& body) {
+void parallelFor(int count, IndexBody body) {
     if (count <= 0)
         return;
     const int threads = threadCount();
@@ -53,13 +68,11 @@ void parallelFor(int count, const std::function<void(int)>& body) {
 #if defined(__SANITIZE_THREAD__)
     runOnPlainThreads(count, threads, body);
 #else
-    const auto run = [&] { tbb::parallel_for(0, count, [&](int i) { body(i); }); };
-    if (g_threads == 0) {
+    const auto run = [&] { tbb::parallel_for(0, count, body); };
+    if (g_threads == 0)
         run();
-        return;
-    }
-    tbb::task_arena arena(threads);
-    arena.execute(run);
+    else
+        arenaOf(threads).execute(run);
 #endif
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 
 #include "camera/base/parallel.h"
 
@@ -93,7 +92,7 @@ void SpeckleFilter::filter(const ImageView<std::uint16_t>& disparity, int max_pi
     reserve(disparity.width, disparity.height);
     const int strips = (disparity.height + kStripRows - 1) / kStripRows;
     const auto label = [&](int strip) { labelStrip(disparity, strip, max_step); };
-    parallelFor(strips, std::ref(label));
+    parallelFor(strips, label);
     for (int strip = 1; strip < strips; ++strip) joinRows(disparity, strip * kStripRows, max_step);
     const auto remove = [&](int strip) {
         const int y_end = std::min((strip + 1) * kStripRows, disparity.height);
@@ -105,7 +104,7 @@ void SpeckleFilter::filter(const ImageView<std::uint16_t>& disparity, int max_pi
                               disparity.row(y) + runs_[run].end, kInvalidDisparity);
         }
     };
-    parallelFor(strips, std::ref(remove));
+    parallelFor(strips, remove);
 }
 
 }  // namespace kova::camera
