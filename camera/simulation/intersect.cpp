@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "camera/simulation/random.h"
+
 namespace kova::camera {
 
 namespace {
@@ -100,6 +102,62 @@ bool intersectEllipsoid(const Primitive& p, const Vec3& origin, const Vec3& dire
     return true;
 }
 
+constexpr int kShells = 6;
+constexpr float kLeafMm = 75;
+constexpr float kLeafShare = 0.42f;
+
+/// A random number for the leaf at a place inside a bush.
+std::uint32_t leafAt(const Vec3& local, int shell) {
+    const auto cell = [](float v) {
+        return static_cast<std::uint32_t>(static_cast<int>(std::floor(v * (1.0f / kLeafMm))));
+    };
+    return hash(cell(local.x), cell(local.y),
+                cell(local.z) + (static_cast<std::uint32_t>(shell) << 16));
+}
+
+/// Leaves lie on shells within each other; a ray goes on through the gaps.
+bool intersectLeaves(const Primitive& p, const Vec3& origin, const Vec3& direction, float t_max,
+                     RayHit& hit) {
+    const Vec3 o = {origin.x / p.half.x, origin.y / p.half.y, origin.z / p.half.z};
+    const Vec3 d = {direction.x / p.half.x, direction.y / p.half.y, direction.z / p.half.z};
+    const float a = dot(d, d), b = dot(o, d), c = dot(o, o);
+    for (int shell = 0; shell < kShells; ++shell) {
+        const float radius = 1.0f - 0.1f * static_cast<float>(shell);
+        const float inside = c - radius * radius, root = b * b - a * inside;
+        if (root < 0)
+            return false;
+        const float t = (-b - std::sqrt(root)) / a;
+        if (t >= t_max)
+            return false;
+        if (t <= 0 || inside <= 0)
+            continue;
+        if (unitFloat(leafAt(origin + direction * t, shell)) < kLeafShare) {
+            hit = {t, shell};
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Bars with three times their width between them, a rail near the foot and one at the top.
+bool intersectRailing(const Primitive& p, const Vec3& o, const Vec3& d, float t_max, RayHit& hit) {
+    if (std::abs(d.z) < 1e-9f)
+        return false;
+    const float t = -o.z / d.z;
+    if (!(t > 0 && t < t_max))
+        return false;
+    const float x = o.x + t * d.x, y = o.y + t * d.y, width = 2 * p.half.z;
+    if (std::abs(x) > p.half.x || std::abs(y) > p.half.y)
+        return false;
+    const float along = x / (4 * width), under = y + p.half.y, over = p.half.y - 3 * width - y;
+    const bool bar = along - std::floor(along) < 0.25f;
+    const bool rail = under < 1.5f * width || std::abs(over) < 0.75f * width;
+    if (!bar && !rail)
+        return false;
+    hit = {t, d.z < 0 ? 1 : 0};
+    return true;
+}
+
 /// Coordinates around a vertical axis: u along the girth, v along the axis.
 void girth(const Vec3& local, float radius, const Mat3& rotation, SurfacePoint& point) {
     const float r = std::max(std::sqrt(local.x * local.x + local.z * local.z), 1e-3f);
@@ -122,6 +180,10 @@ bool intersect(const Primitive& primitive, const BumpMap& bumps, const Vec3& ori
             return intersectCylinder(primitive, origin_local, d, t_max, hit);
         case Shape::kEllipsoid:
             return intersectEllipsoid(primitive, origin_local, d, t_max, hit);
+        case Shape::kLeaves:
+            return intersectLeaves(primitive, origin_local, d, t_max, hit);
+        case Shape::kRailing:
+            return intersectRailing(primitive, origin_local, d, t_max, hit);
     }
     return false;
 }
@@ -167,11 +229,27 @@ SurfacePoint surfaceAt(const Primitive& p, const Vec3& position, int face) {
             point.normal = normalized(p.rotation * Vec3{local.x, 0, local.z});
             point.along_v = axis_y;
             break;
+        case Shape::kRailing:
+            point.normal = axis_z * (face == 1 ? 1.0f : -1.0f);
+            point.along_u = axis_x;
+            point.along_v = axis_y;
+            point.u = local.x;
+            point.v = local.y;
+            break;
+        case Shape::kLeaves:
         case Shape::kEllipsoid: {
             girth(local, p.half.x, p.rotation, point);
             point.normal = normalized(p.rotation * Vec3{local.x / (p.half.x * p.half.x),
                                                         local.y / (p.half.y * p.half.y),
                                                         local.z / (p.half.z * p.half.z)});
+            if (p.shape == Shape::kLeaves) {
+                // Every leaf faces its own way and shows its own part of the texture.
+                const std::uint32_t leaf = leafAt(local, face);
+                const Vec3 turn = {unitFloat(hash(leaf, 1)) - 0.5f, unitFloat(hash(leaf, 2)) - 0.5f,
+                                   unitFloat(hash(leaf, 3)) - 0.5f};
+                point.normal = normalized(point.normal + turn * 1.6f);
+                point.u += static_cast<float>(leaf & 2047);
+            }
             const Vec3 n = point.normal, u = point.along_u;
             point.along_v = {n.y * u.z - n.z * u.y, n.z * u.x - n.x * u.z, n.x * u.y - n.y * u.x};
             break;

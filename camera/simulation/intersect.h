@@ -7,7 +7,8 @@ namespace kova::camera {
 /// Where a ray p = origin + t * direction meets a primitive.
 struct RayHit {
     float t = 0;
-    int face = 0;  ///< of a box: axis * 2 + (1 on the positive side); of a cylinder 0 side, 1, 2
+    int face = 0;  ///< of a box: axis * 2 + (1 on the positive side); of a cylinder 0 side, 1, 2;
+                   ///< of leaves: their shell
 };
 
 /// Nearest hit in (0, t_max).

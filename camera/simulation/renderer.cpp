@@ -144,6 +144,8 @@ struct Renderer::Impl {
     RayTable rays[2];
     std::vector<LensBlur> blur;
 
+    std::vector<std::uint8_t> leafy;  ///< by primitive: neighbours may be different leaves
+
     // Scratch, of one eye's size.
     Image<std::uint32_t> surface;  ///< primitive, face and shadow; kNothing for the sky
     Image<float> depth;
@@ -219,7 +221,7 @@ bool Renderer::Impl::isEdge(int x, int y) const {
     const int x0 = std::max(x - 1, 0), x1 = std::min(x + 1, rig.width - 1);
     const int y0 = std::max(y - 1, 0), y1 = std::min(y + 1, rig.height - 1);
     return surface.at(x0, y) != here || surface.at(x1, y) != here || surface.at(x, y0) != here ||
-           surface.at(x, y1) != here;
+           surface.at(x, y1) != here || (here != kNothing && leafy[here >> 4]);
 }
 
 float Renderer::Impl::reflected(const Exposure& e, const SurfacePoint& point, const Vec3& direction,
@@ -229,7 +231,7 @@ float Renderer::Impl::reflected(const Exposure& e, const SurfacePoint& point, co
     const bool sky_only = !scene.materials[e.primitives[primitive].material].mirrors_scene;
     const int found = sky_only ? -1 : e.view.castFree(point.position, mirrored, primitive, hit);
     if (found < 0)
-        return skyAt(scene, mirrored);
+        return surroundingsAt(scene, mirrored);
     const Primitive& p = e.primitives[found];
     const SurfacePoint other = surfaceAt(p, point.position + mirrored * hit.t, hit.face);
     const Material& m = scene.materials[p.material];
@@ -344,6 +346,8 @@ Renderer::Renderer(Scene scene, SimulatedRig rig, RenderOptions options) : impl_
     impl_->rig = std::move(rig);
     impl_->options = options;
     const int w = impl_->rig.width, h = impl_->rig.height;
+    for (const Primitive& p : impl_->scene.primitives)
+        impl_->leafy.push_back(p.shape == Shape::kLeaves);
     impl_->rays[0] = RayTable(impl_->rig.rendered.left, w, h);
     impl_->rays[1] = RayTable(impl_->rig.rendered.right, w, h);
     for (const EyeOptics& optics : impl_->rig.optics) impl_->blur.emplace_back(optics, w, h);

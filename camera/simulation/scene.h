@@ -45,6 +45,8 @@ enum class Shape : std::uint8_t {
     kBox,        ///< half sizes in local x, y, z
     kCylinder,   ///< along local y: radius half.x, half height half.y
     kEllipsoid,  ///< half axes
+    kLeaves,     ///< half axes of an ellipsoid of loose leaves, seen through at its rim
+    kRailing,    ///< bars along local y in the rectangle half.x, half.y; half.z: half a bar's width
 };
 
 struct Primitive {

@@ -91,6 +91,12 @@ int SceneBuilder::add(const Primitive& primitive) {
 int SceneBuilder::begin(const std::string& kind, double x, double z, double width, double height,
                         double depth) {
     object_ = static_cast<int>(scene.objects.size());
+    // Things stand on the ground as it is there, bumps included.
+    offset_before_ = ground_offset;
+    const double ground = -scene.groundY(x, z);
+    constexpr double kSameLevel = 40;
+    if (std::abs(ground - ground_offset) < kSameLevel)
+        ground_offset = ground;
     scene.objects.push_back({kind, vec(x, -ground_offset, z), vec(width, height, depth), false});
     ranges_.emplace_back(static_cast<int>(scene.primitives.size()), 0);
     return object_;
@@ -99,8 +105,49 @@ int SceneBuilder::begin(const std::string& kind, double x, double z, double widt
 int SceneBuilder::end() {
     const int object = object_;
     ranges_[object].second = static_cast<int>(scene.primitives.size()) - ranges_[object].first;
+    settle(scene.objects[object], ranges_[object].first, ranges_[object].second);
+    ground_offset = offset_before_;
     object_ = -1;
     return object;
+}
+
+/// Leans what is not planted upright with a slope under it.
+void SceneBuilder::settle(SceneObject& thing, int first, int count) {
+    constexpr double kReach = 250, kLevel = 0.03;
+    if (thing.kind == "person" || thing.kind == "post" || thing.kind == "tree")
+        return;
+    if (std::abs(scene.groundY(thing.foot.x, thing.foot.z) - thing.foot.y) > 1)
+        return;  // on something else
+    const auto slope = [&](double dx, double dz) {
+        return (scene.groundY(thing.foot.x - dx, thing.foot.z - dz) -
+                scene.groundY(thing.foot.x + dx, thing.foot.z + dz)) /
+               (2 * kReach);
+    };
+    const double ahead = slope(0, kReach), right = slope(kReach, 0);
+    if (std::abs(ahead) < kLevel && std::abs(right) < kLevel)
+        return;
+    const Mat3 lean = rotationX(std::atan(ahead)) * rotationZ(-std::atan(right));
+    for (int i = first; i < first + count; ++i) {
+        Primitive& p = scene.primitives[i];
+        p.centre = thing.foot + lean * (p.centre - thing.foot);
+        p.rotation = lean * p.rotation;
+    }
+}
+
+SceneBuilder::Place SceneBuilder::freePlace(double x_low, double x_high, double z_low,
+                                            double z_high, double width) {
+    Place place;
+    for (int i = 0; i < 20; ++i) {
+        place = {random.sign() * random.uniform(x_low, x_high), random.uniform(z_low, z_high)};
+        const bool covered =
+            std::any_of(scene.objects.begin(), scene.objects.end(), [&](const SceneObject& other) {
+                const double reach = 0.5 * (width + std::max(other.size.x, other.size.z));
+                return std::hypot(other.foot.x - place.x, other.foot.z - place.z) < reach;
+            });
+        if (!covered)
+            break;
+    }
+    return place;
 }
 
 int SceneBuilder::patch(double x, double z, double width, double depth, int material,
@@ -152,6 +199,25 @@ int SceneBuilder::ellipsoid(double x, double y_centre, double z, double rx, doub
     p.half = vec(rx, ry, rz);
     p.material = material;
     p.label = label;
+    return add(p);
+}
+
+int SceneBuilder::leaves(double x, double y_centre, double z, double rx, double ry, double rz,
+                         int material, SurfaceLabel label) {
+    const int index = ellipsoid(x, y_centre, z, rx, ry, rz, material, label);
+    scene.primitives[index].shape = Shape::kLeaves;
+    return index;
+}
+
+int SceneBuilder::railing(double x, double z, double width, double height, double bar, int material,
+                          double yaw_deg) {
+    Primitive p;
+    p.shape = Shape::kRailing;
+    p.centre = vec(x, -(ground_offset + height / 2), z);
+    p.rotation = rotationY(yaw_deg * kRadPerDeg);
+    p.half = vec(width / 2, height / 2, bar / 2);
+    p.material = material;
+    p.thin = true;
     return add(p);
 }
 
@@ -212,13 +278,29 @@ int SceneBuilder::person(double x, double z, double height) {
 int SceneBuilder::tree(double x, double z) {
     const double height = random.uniform(4500, 6500);
     begin("tree", x, z, 400, height, 400);
-    cylinder(x, z, random.uniform(100, 170), 2600, plain(50, 85, 14, 24));
-    const int leaves = foliage();
+    cylinder(x, z, random.uniform(100, 170), height - 900, plain(50, 85, 14, 24));
+    const int green = foliage();
     for (int i = 0; i < 6; ++i) {
-        const double r = random.uniform(600, 1100);
-        ellipsoid(x + random.uniform(-800, 800), random.uniform(2900, height - 600),
-                  z + random.uniform(-800, 800), r, 0.8 * r, r, leaves, SurfaceLabel::kOverhead);
+        const double r = random.uniform(700, 1100);
+        leaves(x + random.uniform(-700, 700), random.uniform(2900, height - 900),
+               z + random.uniform(-700, 700), r, 0.8 * r, r, green, SurfaceLabel::kOverhead);
     }
+    return end();
+}
+
+int SceneBuilder::bush(double x, double z, double width, double height) {
+    begin("bush", x, z, width, height, width);
+    const int green = foliage();
+    leaves(x, 0.35 * height, z, 0.5 * width, 0.65 * height, 0.5 * width, green);
+    return end();
+}
+
+int SceneBuilder::plant(double x, double z) {
+    const double height = random.uniform(900, 1400);
+    begin("plant", x, z, 0.55 * height, height, 0.55 * height);
+    cylinder(x, z, 150, 300, plain(60, 150, 5, 12));
+    const int green = foliage();
+    leaves(x, 0.3 * height + 0.35 * height, z, 0.28 * height, 0.35 * height, 0.28 * height, green);
     return end();
 }
 
@@ -226,8 +308,8 @@ int SceneBuilder::car(double x, double z, double yaw_deg) {
     begin("car", x, z, 1780, 1450, 4300);
     const int paint = plain(50, 180, 4, 9), glass = plain(45, 65, 5, 8),
               tyre = plain(25, 40, 6, 10);
-    scene.materials[paint].mirror = 0.12f;
-    scene.materials[glass].mirror = 0.3f;
+    scene.materials[paint].mirror = 0.35f;
+    scene.materials[glass].mirror = 0.5f;
     const double c = std::cos(yaw_deg * kRadPerDeg), s = std::sin(yaw_deg * kRadPerDeg);
     box(x, z, 1780, 560, 4300, paint, 240, yaw_deg);
     box(x - 150 * s, z - 150 * c, 1600, 420, 2500, glass, 800, yaw_deg);

@@ -39,12 +39,21 @@ public:
     int ellipsoid(double x, double y_centre, double z, double rx, double ry, double rz,
                   int material, SurfaceLabel label = SurfaceLabel::kObstacle);
 
+    /// Loose leaves within an ellipsoid.
+    int leaves(double x, double y_centre, double z, double rx, double ry, double rz, int material,
+               SurfaceLabel label = SurfaceLabel::kObstacle);
+    /// Upright bars `bar` wide with three times that between them, and two rails.
+    int railing(double x, double z, double width, double height, double bar, int material,
+                double yaw_deg);
+
     // Things: primitives with an entry in the list of objects. @return the object's index
     int boxObject(double x, double z, double width, double height, double depth,
                   double yaw_deg = 0);
     int post(double x, double z, double diameter, double height);
     int person(double x, double z, double height = 1750);
     int tree(double x, double z);
+    int plant(double x, double z);
+    int bush(double x, double z, double width, double height);
     int car(double x, double z, double yaw_deg);
     int cone(double x, double z);
     int bench(double x, double z, double yaw_deg);
@@ -63,6 +72,13 @@ public:
     void windowAt(double x, double y_up, double z, double width, double height, bool facing_x,
                   double level);
 
+    /// A place for a thing as wide as `width` in x +-[x_low, x_high], z in [z_low, z_high] that no
+    /// other thing covers; after some tries any.
+    struct Place {
+        double x = 0, z = 0;
+    };
+    Place freePlace(double x_low, double x_high, double z_low, double z_high, double width);
+
     /// Lets an object move back and forth.
     void move(int object, double way_x, double way_z, double period_s, double phase);
     /// Its foot stands at this height instead of 0.
@@ -73,7 +89,9 @@ private:
     int begin(const std::string& kind, double x, double z, double width, double height,
               double depth);
     int end();
+    void settle(SceneObject& thing, int first, int count);
     int object_ = -1;
+    double offset_before_ = 0;
     std::vector<std::pair<int, int>> ranges_;  ///< primitives of each object
 };
 

@@ -59,15 +59,23 @@ void buildRoom(SceneBuilder& b) {
     b.shelf(b.random.uniform(800, 1900), far - 260, 0);
     b.table(half - 800, b.random.uniform(3000, 4200), b.random.uniform(60, 120));
     b.table(b.random.uniform(-1200, -400), b.random.uniform(5200, 6400), b.random.uniform(-30, 30));
-    for (int i = 0; i < 4; ++i)
-        b.chair(b.random.sign() * b.random.uniform(700, half - 500),
-                b.random.uniform(2600, far - 1200), b.random.uniform(0, 360));
-    b.person(b.random.uniform(300, 1500), b.random.uniform(4500, 6800));
-    for (int i = 0; i < 5; ++i)
-        b.boxObject(b.random.sign() * b.random.uniform(450, half - 400),
-                    b.random.uniform(1800, far - 800), b.random.uniform(150, 450),
-                    b.random.uniform(120, 500), b.random.uniform(150, 450),
-                    b.random.uniform(0, 90));
+    const auto someone = b.freePlace(300, 1500, 4500, 6800, 600);
+    b.person(someone.x, someone.z);
+    for (int i = 0; i < 5; ++i) {
+        const auto place = b.freePlace(700, half - 500, 2600, far - 1200, 620);
+        b.chair(place.x, place.z, b.random.uniform(0, 360));
+    }
+    for (int i = 0; i < 3; ++i) {
+        const auto place = b.freePlace(900, half - 500, 2600, far - 800, 700);
+        b.plant(place.x, place.z);
+    }
+    for (int i = 0; i < 5; ++i) {
+        const auto place = b.freePlace(450, half - 400, 1800, far - 800, 500);
+        b.boxObject(place.x, place.z, b.random.uniform(150, 450), b.random.uniform(120, 500),
+                    b.random.uniform(150, 450), b.random.uniform(0, 90));
+    }
+    // Blinds, panelling: a pattern that repeats.
+    b.railing(-half + 30, b.random.uniform(6200, far - 900), 1500, 2000, 30, b.painted(), 90);
     // Pictures on the walls.
     for (int i = 0; i < 5; ++i) {
         const int picture = b.cloth();

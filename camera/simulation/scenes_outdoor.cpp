@@ -15,7 +15,7 @@ void lightOutdoors(SceneBuilder& b) {
 }
 
 int asphalt(SceneBuilder& b) {
-    return b.plain(80, 115, 8, 14);
+    return b.plain(75, 115, 4, 11);
 }
 
 /// A house front along x or z, with windows.
@@ -26,7 +26,7 @@ void house(SceneBuilder& b, double side, double z, double x_front, double width)
                           b.random.chance(0.6) ? b.bricks() : b.painted())]
         .casts_shadow = false;
     const int glass = b.plain(40, 70, 8, 14), frame = b.plain(150, 185, 4, 8);
-    b.material(glass).mirror = 0.25f;
+    b.material(glass).mirror = static_cast<float>(b.random.uniform(0.3, 0.6));
     const auto pane = [&](double along, double tall, double wide, double thick, int material,
                           double foot) {
         const int i = b.box(side * (x_front + 4), z + along, thick, tall, wide, material, foot);
@@ -37,6 +37,20 @@ void house(SceneBuilder& b, double side, double z, double x_front, double width)
             pane(along, 1500, 1120, 30, frame, up - 60);
             pane(along, 1380, 1000, 40, glass, up);
         }
+}
+
+/// Hedges and railings before the houses, in pieces of four metres.
+void frontGardens(SceneBuilder& b, double x, double z0, double z1) {
+    const int green = b.foliage(), iron = b.plain(35, 70, 6, 10), picket = b.plain(170, 200, 5, 9);
+    for (double z = z0; z < z1; z += 4000) {
+        const double kind = b.random.uniform();
+        if (kind < 0.45)
+            for (int i = 0; i < 4; ++i) b.leaves(x, 550, z + 500 + 1000 * i, 300, 750, 800, green);
+        else if (kind < 0.65)
+            b.railing(x, z + 2000, 4000, 1100, 24, iron, 90);
+        else if (kind < 0.85)
+            b.railing(x, z + 2000, 4000, 950, 70, picket, 90);
+    }
 }
 
 /// Houses far away close the view.
@@ -75,15 +89,22 @@ void buildStreet(SceneBuilder& b) {
                 b.tree(x, at);
             else
                 b.post(x, at, b.random.uniform(80, 160), b.random.uniform(2500, 4500));
-            if (b.random.chance(0.5))
-                b.person(side * (half + b.random.uniform(700, pavement - 200)),
+            if (b.random.chance(0.35))
+                b.bush(side * (half + 500), at + 1600, b.random.uniform(500, 900),
+                       b.random.uniform(500, 1100));
+            else if (b.random.chance(0.5))
+                b.person(side * (half + b.random.uniform(700, pavement - 500)),
                          at + b.random.uniform(800, 2500), b.random.uniform(1550, 1900));
         }
+        frontGardens(b, side * (half + pavement - 50), -1000, 40000);
         b.ground_offset = 0;
         for (double at = b.random.uniform(7000, 12000); at < 42000;
              at += b.random.uniform(6000, 12000))
             b.car(side * (half - 950), at, b.random.uniform(-3, 3));
     }
+    const int white = b.plain(165, 190, 6, 10);
+    for (int i = 0; i < 7; ++i)
+        b.patch(0, 1000 + 6000 * i, 120, 3000, white, SurfaceLabel::kGround, 2);
     b.cone(b.random.uniform(-0.6, 0.2) * half, b.random.uniform(4500, 6500));
     b.boxObject(b.random.uniform(0.1, 0.5) * half, b.random.uniform(5500, 9000), 500, 450, 400, 25);
     const int walker = b.person(-1600, b.random.uniform(8000, 12000));
@@ -109,7 +130,7 @@ void buildRamp(SceneBuilder& b, double degrees) {
             false;
     for (int i = 0; i < 5; ++i) {
         const double z = start + 800 + 2100 * i;
-        b.ground_offset = (z - start) * std::tan(angle) - 15;
+        b.ground_offset = (z - start) * std::tan(angle);
         b.anything(b.random.sign() * b.random.uniform(700, 3500), z, 1900);
     }
     b.ground_offset = rise;
@@ -125,7 +146,7 @@ void buildCrossSlope(SceneBuilder& b) {
     b.patch(0, 25000, 16000, 70000, asphalt(b), SurfaceLabel::kGround, 0, 0, roll);
     for (int i = 0; i < 7; ++i) {
         const double x = b.random.sign() * b.random.uniform(700, 4500);
-        b.ground_offset = -x * std::tan(roll * kRadPerDeg) - 25;
+        b.ground_offset = -x * std::tan(roll * kRadPerDeg);
         b.anything(x, 3000 + 2000 * i, 1900);
     }
     b.ground_offset = -1500;
@@ -140,6 +161,7 @@ void buildKerb(SceneBuilder& b) {
     b.patch(0, 30000, 40000, 90000, asphalt(b));
     const int stone = b.concrete(), slabs = b.tiles();
     const double edge = b.random.uniform(4500, 6500);
+    double parked = 4500;
     if (b.scene.seed % 2 == 0) {
         b.box(0, edge + 75, 40000, height, 150, stone);
         b.box(0, edge + 5150, 40000, height - 5, 10000, slabs, 0, 0, SurfaceLabel::kRaised);
@@ -149,6 +171,7 @@ void buildKerb(SceneBuilder& b) {
         b.bench(b.random.uniform(-3500, 3500), edge + 4000, 180);
     } else {
         const double side = b.random.sign(), x = b.random.uniform(900, 1600);
+        parked = -3500 * side;
         b.box(side * (x + 75), 20000, 150, height, 60000, stone);
         b.box(side * (x + 3150), 20000, 6000, height - 5, 60000, slabs, 0, 0,
               SurfaceLabel::kRaised);
@@ -157,7 +180,7 @@ void buildKerb(SceneBuilder& b) {
             b.anything(side * (x + b.random.uniform(500, 2500)), 3500 + 2500 * i, 1900);
     }
     b.ground_offset = 0;
-    b.car(b.scene.seed % 2 ? -3500 : 4500, 16000, 5);
+    b.car(parked, b.scene.seed % 2 ? 16000 : edge + 14000, 5);
     backdrop(b, 36000);
     b.scene.path.length_mm = edge - 2000;
     b.scene.path.peak_speed_mm_s = 700;
@@ -195,8 +218,7 @@ void buildPosts(SceneBuilder& b) {
     for (int i = 0; i < 2; ++i) {
         const double z = b.random.uniform(4000, 9000), up = b.random.uniform(500, 1100);
         const int wire = b.plain(30, 60, 5, 8);
-        const int steel = b.plain(60, 110, 8, 14);
-        for (const double side : {-1.0, 1.0}) b.cylinder(side * 2200, z, 35, up + 100, steel);
+        for (const double side : {-1.0, 1.0}) b.post(side * 2200, z, 70, up + 100);
         for (int k = 0; k < 22; ++k)
             b.box(-2100 + 200 * k, z, 200, 12, 12, wire, up, 0, SurfaceLabel::kObstacle);
     }

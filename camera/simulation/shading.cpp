@@ -206,4 +206,14 @@ float skyAt(const Scene& scene, const Vec3& direction) {
     return scene.sky * (1.0f - 0.2f * up) + scene.sky_contrast * clouds;
 }
 
+float surroundingsAt(const Scene& scene, const Vec3& direction) {
+    const Vec3 d = normalized(direction);
+    const NoiseTexture& noise = NoiseTexture::instance();
+    const float around = std::atan2(d.x, d.z) * 3000.0f;
+    const float skyline = 0.25f + 0.1f * noise.sample(around, 0, 6);
+    if (-d.y > skyline)
+        return skyAt(scene, direction);
+    return std::max(85.0f + 35.0f * noise.sample(around, d.y * 3000.0f, 3), 10.0f);
+}
+
 }  // namespace kova::camera

@@ -29,4 +29,7 @@ float illumination(const Scene& scene, const Vec3& normal, bool in_shadow);
 /// Grey level of the sky in a direction.
 float skyAt(const Scene& scene, const Vec3& direction);
 
+/// The same above a row of houses and trees that is infinitely far: what panes and paint reflect.
+float surroundingsAt(const Scene& scene, const Vec3& direction);
+
 }  // namespace kova::camera

@@ -7,6 +7,8 @@
 
 #include "camera/base/parallel.h"
 #include "camera/simulation/film.h"
+#include "camera/simulation/intersect.h"
+#include "camera/simulation/scene_builder.h"
 
 namespace kova::camera {
 namespace {
@@ -193,6 +195,91 @@ TEST(Renderer, LensDistortionIsUndoneByItsInverse) {
             EXPECT_NEAR(p[0], x, 1e-6);
             EXPECT_NEAR(p[1], y, 1e-6);
         }
+}
+
+TEST(Scene, ThingsStandOnTheGround) {
+    for (const SceneDescription& about : sceneList())
+        for (std::uint32_t seed = 1; seed <= 3; ++seed) {
+            const Scene scene = makeScene(about.name, seed).value();
+            for (const SceneObject& thing : scene.objects) {
+                // Those on a pavement or below an edge stand on that.
+                const double over = scene.groundY(thing.foot.x, thing.foot.z) - thing.foot.y;
+                EXPECT_TRUE(std::abs(over) < 0.1 || std::abs(over) > 40)
+                    << about.name << " " << seed << " " << thing.kind << " " << over;
+            }
+        }
+}
+
+TEST(Scene, BoxesLeanWithTheSlopeAndPostsDoNot) {
+    int boxes = 0, posts = 0;
+    for (std::uint32_t seed = 1; seed <= 8; ++seed) {
+        const Scene scene = makeScene("cross_slope", seed).value();
+        const Vec3 up = scene.primitives[0].rotation.column(1);
+        for (const Primitive& p : scene.primitives) {
+            if (p.object < 0)
+                continue;
+            const std::string& kind = scene.objects[p.object].kind;
+            if (kind == "box") {
+                ++boxes;
+                EXPECT_NEAR(1, dot(p.rotation.column(1), up), 5e-4);
+            }
+            if (kind == "post") {
+                ++posts;
+                EXPECT_NEAR(1, p.rotation.column(1).y, 1e-6);
+            }
+        }
+    }
+    EXPECT_GT(boxes, 3);
+    EXPECT_GT(posts, 3);
+}
+
+TEST(Intersect, RaysPassBetweenTheBarsOfARailing) {
+    SceneBuilder b("", 1);
+    const Primitive& railing = b.scene.primitives[b.railing(0, 3000, 2000, 1000, 20, 0, 0)];
+    const auto meets = [&](float x, float height) {
+        RayHit hit;
+        const Vec3 origin = {x, -height, 0};
+        const bool met = intersect(railing, b.scene.bumps, origin, origin - railing.centre,
+                                   {0, 0, 1}, 1e6f, hit);
+        EXPECT_TRUE(!met || hit.t == 3000);
+        return met;
+    };
+    for (const float bar : {-160.0f, 0.0f, 80.0f}) {
+        EXPECT_TRUE(meets(bar + 10, 500));
+        EXPECT_FALSE(meets(bar + 40, 500));
+        EXPECT_TRUE(meets(bar + 40, 985));  // the rail at the top
+    }
+    EXPECT_FALSE(meets(1010, 500));
+    EXPECT_FALSE(meets(10, 1010));
+}
+
+TEST(Intersect, ABushIsDenseInTheMiddleAndOpenAtItsRim) {
+    SceneBuilder b("", 1);
+    const Primitive& bush =
+        b.scene.primitives[b.leaves(0, 1000, 5000, 800, 600, 800, 0, SurfaceLabel::kObstacle)];
+    const auto share = [&](float from, float to) {
+        int met = 0, all = 0;
+        for (int i = 0; i < 4000; ++i) {
+            const float angle = 0.1f * static_cast<float>(i);
+            const float r = from + (to - from) * static_cast<float>(i) / 4000;
+            const Vec3 origin = {800 * r * std::cos(angle), -1000 + 600 * r * std::sin(angle), 0};
+            RayHit hit;
+            ++all;
+            if (!intersect(bush, b.scene.bumps, origin,
+                           bush.rotation.transposed(origin - bush.centre), {0, 0, 1}, 1e6f, hit))
+                continue;
+            ++met;
+            EXPECT_GE(hit.t, 4199);
+            EXPECT_LE(hit.t, 5000);
+            EXPECT_NEAR(1, length(surfaceAt(bush, origin + Vec3{0, 0, hit.t}, hit.face).normal),
+                        1e-5);
+        }
+        return static_cast<double>(met) / all;
+    };
+    EXPECT_GT(share(0, 0.4f), 0.93);
+    EXPECT_LT(share(0.92f, 1), 0.6);
+    EXPECT_GT(share(0.92f, 1), 0.25);
+    EXPECT_EQ(share(1.01f, 1.2f), 0);
 }
 
 TEST(Scene, UnknownNameListsTheKnownOnes) {
