@@ -29,6 +29,7 @@ constexpr std::size_t kMaxRefined = 8000;
 constexpr float kMinArea = 0.02f;
 constexpr float kMinPlaneDisparity = 1;
 constexpr int kIterations = 6;
+constexpr float kMaxSpread = 0.97f;
 
 double angleBetween(const std::array<double, 3>& p, const std::array<double, 3>& q) {
     return std::acos(std::clamp(p[0] * q[0] + p[1] * q[1] + p[2] * q[2], -1.0, 1.0));
@@ -238,6 +239,7 @@ void GroundFitter::judge(const CellGrid& grid, float min_support, GroundFit& fit
     const GroundModel& model = fit.model;
     float inliers = 0;
     float below = 0;
+    float near_weight = 0, near_squares = 0;
     int cells = 0;
     float low_u = 1e9f, high_u = -1, low_v = 1e9f, high_v = -1;
     for (const Sample& sample : samples_) {
@@ -246,6 +248,10 @@ void GroundFitter::judge(const CellGrid& grid, float min_support, GroundFit& fit
             continue;
         const float tolerance = 1.5f * groundTolerance(s);
         const float r = sample.d - model.groundOf(s);
+        if (const float t = 1.5f * r / tolerance; std::fabs(t) < 2) {
+            near_weight += sample.weight;
+            near_squares += sample.weight * t * t;
+        }
         if (std::fabs(r) <= tolerance && sample.gradient > 0.3f * static_cast<float>(model.b)) {
             inliers += sample.weight;
             ++cells;
@@ -262,7 +268,9 @@ void GroundFitter::judge(const CellGrid& grid, float min_support, GroundFit& fit
     const bool wide =
         high_u - low_u > 0.12f * static_cast<float>(grid.columnEnd(grid.columns() - 1));
     const bool high = high_v - low_v > static_cast<float>(std::max(16, 5 * grid.binPx()));
-    fit.found = fit.support >= min_support && fit.area >= kMinArea && wide && high;
+    fit.spread = near_weight > 0 ? std::sqrt(near_squares / near_weight) : 2;
+    fit.found = fit.support >= min_support && fit.area >= kMinArea && wide && high &&
+                fit.spread <= kMaxSpread;
 }
 
 GroundFit GroundFitter::fit(const CellGrid& grid, const RectifiedGeometry& geometry,

@@ -22,6 +22,9 @@ struct GroundFit {
     GroundModel model;
     float support = 0;  ///< inliers / (inliers + confident cells clearly below), 0..1
     float area = 0;     ///< inlying cells, part of the picture
+    /// Root mean square of the residuals near the plane, in tolerances: 0.4 to 0.8 on a real
+    /// ground, over 1 where depths only scatter.
+    float spread = 0;
 };
 
 /// Fits the ground plane to a grid: RANSAC (Fischler and Bolles, 1981) with a fixed seed, two-point
@@ -31,7 +34,7 @@ struct GroundFit {
 /// a longitudinal profile of 6 knots is found by dynamic programming over knot offsets.
 ///
 /// "Not found" is the answer where a plane does not explain enough of the picture below its
-/// horizon, or where much lies clearly below it.
+/// horizon, where much lies clearly below it, or where depths scatter about it without a peak.
 class GroundFitter {
 public:
     /// @param min_support  inliers / (inliers + clearly below) that a plane needs, 0..1

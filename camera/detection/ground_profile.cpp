@@ -19,7 +19,7 @@ constexpr float kStep = 0.5f;
 constexpr int kZeroState = 12;
 constexpr float kFarthest = 2;      // plane disparity of the last knot [px]
 constexpr float kSteepest = 0.52f;  // [rad], 30 degrees
-constexpr float kMinGain = 0.15f;   // over the flat plane, 1 being the votes of one interval
+constexpr float kMinGain = 0.5f;    // over the flat plane, 1 being the votes of one interval
 constexpr float kFewestCells = 30;  // an interval with fewer counts less
 
 constexpr float kMinSubSupport = 0.2f;  // votes on the path, part of a sub-bin's cells

@@ -56,6 +56,20 @@ public:
         });
     }
 
+    /// A level surface beside the way, `up_mm` over the ground: a pavement.
+    void addPavement(double lateral_from_mm, double lateral_to_mm, double up_mm) {
+        forEachPixel([&](double u, double v, double& z) {
+            const auto ray = rayAt(u, v);
+            const double along = dot(down_, ray);
+            if (along <= 0)
+                return;
+            const double t = (height_mm_ - up_mm) / along;
+            const double lateral = t * dot(right_, ray);
+            if (lateral >= lateral_from_mm && lateral < lateral_to_mm)
+                z = std::min(z, t);
+        });
+    }
+
     /// An upright rectangle across the view.
     void addWall(double lateral_mm, double width_mm, double low_mm, double high_mm,
                  double ahead_mm) {
