@@ -33,7 +33,7 @@ LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, in
             most = std::max<int>(most, row[x]);
         }
     }
-    if (most < 0 || failed * 4 > counted)
+    if (most < 0 || failed * 2 > counted)
         return all;
     const int begin = 2 * least / kDisparityScale - kNarrowMargin - search.min_disparity;
     const int end = 2 * most / kDisparityScale + kNarrowMargin + 2 - search.min_disparity;

@@ -5,7 +5,7 @@
 namespace kova::camera::sgm {
 
 /// Narrows the search of every cell to what a search at half the size has found in and around it
-/// (kNarrowMargin px more on both sides). A cell with more than a quarter of pixels without a
+/// (kNarrowMargin px more on both sides). A cell with more than half of its pixels without a
 /// disparity there keeps all levels; what lies left of the first disparity of a row is not counted,
 /// since the right eye does not see it.
 ///
@@ -15,6 +15,6 @@ void narrowSearch(const ImageView<const std::uint16_t>& half, int width, int hei
                   Search& search);
 
 constexpr int kNarrowMargin = 4;         ///< [px of the full size]
-constexpr int kNarrowNeighbourhood = 8;  ///< pixels around a cell that count [px of half the size]
+constexpr int kNarrowNeighbourhood = 4;  ///< pixels around a cell that count [px of half the size]
 
 }  // namespace kova::camera::sgm

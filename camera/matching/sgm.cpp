@@ -363,29 +363,38 @@ void runHorizontalPaths(const Band& band, int cell, Path& from_left, std::uint8_
 
 // ---- Winners ---------------------------------------------------------------------------------
 
+/// The winners of a line of pixels, with the sums that they are judged by.
 struct LineWinners {
-    std::uint16_t level[kCell];  ///< from the beginning of the range
-    std::uint8_t best[kCell];
-    std::uint8_t second[kCell];
+    alignas(64) std::uint16_t level[kCell];  ///< from the beginning of the range
+    alignas(64) std::uint8_t before[kCell];  ///< sum one level below the winner; 255 if none
+    alignas(64) std::uint8_t best[kCell];
+    alignas(64) std::uint8_t after[kCell];
+    alignas(64) std::uint8_t second[kCell];
 };
 
 /// Adds `other` to `sums` and finds the winners of a line; at most 256 levels.
 void findWinners(std::uint8_t* sums, const std::uint8_t* other, int levels, LineWinners& winners) {
-    const Vector one = hn::Set(d8, 1);
+    const Vector one = hn::Set(d8, 1), most = hn::Set(d8, 255);
     alignas(64) std::uint8_t index[kCell];
     for (int lane = 0; lane < kCell; lane += lanes()) {
-        Vector best = hn::Set(d8, 255), level = hn::Zero(d8), k_now = hn::Zero(d8);
+        Vector best = most, level = hn::Zero(d8), k_now = hn::Zero(d8);
+        Vector last = most, before = most, after = most;
+        auto last_was_best = hn::Lt(most, most);
         std::uint8_t* s = sums + lane;
         const std::uint8_t* o = other + lane;
         for (int k = 0; k < levels; ++k, s += kCell, o += kCell) {
             const Vector sum = hn::SaturatedAdd(hn::Load(d8, s), hn::Load(d8, o));
             hn::Store(sum, d8, s);
-            level = hn::IfThenElse(hn::Lt(sum, best), k_now, level);
+            after = hn::IfThenElse(last_was_best, sum, after);
+            last_was_best = hn::Lt(sum, best);
+            level = hn::IfThenElse(last_was_best, k_now, level);
+            before = hn::IfThenElse(last_was_best, last, before);
             best = hn::Min(best, sum);
+            last = sum;
             k_now = hn::Add(k_now, one);
         }
         // k - level + 1 is 0, 1 or 2 for the winner and its neighbours.
-        Vector second = hn::Set(d8, 255), distance = hn::Sub(one, level);
+        Vector second = most, distance = hn::Sub(one, level);
         const Vector two = hn::Set(d8, 2);
         s = sums + lane;
         for (int k = 0; k < levels; ++k, s += kCell) {
@@ -394,8 +403,10 @@ void findWinners(std::uint8_t* sums, const std::uint8_t* other, int levels, Line
             distance = hn::Add(distance, one);
         }
         hn::Store(level, d8, index + lane);
-        hn::StoreU(best, d8, winners.best + lane);
-        hn::StoreU(second, d8, winners.second + lane);
+        hn::Store(before, d8, winners.before + lane);
+        hn::Store(best, d8, winners.best + lane);
+        hn::Store(hn::IfThenElse(last_was_best, most, after), d8, winners.after + lane);
+        hn::Store(second, d8, winners.second + lane);
     }
     for (int lane = 0; lane < kCell; ++lane) winners.level[lane] = index[lane];
 }
@@ -415,8 +426,63 @@ void findWinnersWide(std::uint8_t* sums, const std::uint8_t* other, int levels,
             if (k < level - 1 || k > level + 1)
                 second = std::min<int>(second, s[k * kCell]);
         winners.level[lane] = static_cast<std::uint16_t>(level);
+        winners.before[lane] = level > 0 ? s[(level - 1) * kCell] : 255;
         winners.best[lane] = s[level * kCell];
+        winners.after[lane] = level + 1 < levels ? s[(level + 1) * kCell] : 255;
         winners.second[lane] = static_cast<std::uint8_t>(second);
+    }
+}
+
+/// floor(numerator / divisor) for numerators below 2^14 and divisors of at most 510. In floating
+/// point, half a numerator away from the next integer: no rounding reaches that far.
+template <class D>
+HWY_INLINE hn::Vec<D> quotient(D d16, hn::Vec<D> numerator, hn::Vec<D> divisor) {
+    alignas(64) std::uint16_t n[kCell], m[kCell];
+    hn::Store(numerator, d16, n);
+    hn::Store(divisor, d16, m);
+    const hn::CappedTag<std::int32_t, hn::MaxLanes(D())> d32;
+    const hn::RebindToFloat<decltype(d32)> f32;
+    const hn::Rebind<std::uint16_t, decltype(d32)> part;
+    for (std::size_t i = 0; i < hn::Lanes(d16); i += hn::Lanes(d32)) {
+        const auto a = hn::ConvertTo(f32, hn::PromoteTo(d32, hn::Load(part, n + i)));
+        const auto b = hn::ConvertTo(f32, hn::PromoteTo(d32, hn::Load(part, m + i)));
+        const auto q = hn::Div(hn::Add(a, hn::Set(f32, 0.5F)), b);
+        hn::Store(hn::DemoteTo(part, hn::ConvertTo(d32, q)), part, n + i);
+    }
+    return hn::Load(d16, n);
+}
+
+/// judgeWinner() for the pixels of a line, the first of which is in column x0.
+void judgeWinners(const LineWinners& line, int x0, const LevelRange& range, int min_disparity,
+                  std::uint16_t* disparity) {
+    const hn::CappedTag<std::uint16_t, kCell> d16;
+    const hn::Rebind<std::uint8_t, decltype(d16)> narrow;
+    const auto set = [&](int v) HWY_ATTR { return hn::Set(d16, static_cast<std::uint16_t>(v)); };
+    for (std::size_t i = 0; i < kCell; i += hn::Lanes(d16)) {
+        const auto level = hn::Load(d16, line.level + i);
+        const auto before = hn::PromoteTo(d16, hn::Load(narrow, line.before + i));
+        const auto best = hn::PromoteTo(d16, hn::Load(narrow, line.best + i));
+        const auto after = hn::PromoteTo(d16, hn::Load(narrow, line.after + i));
+        const auto second = hn::PromoteTo(d16, hn::Load(narrow, line.second + i));
+        // refineWinner(); without a slope the offset is that of a slope of one, none.
+        const auto span = hn::Max(hn::Sub(hn::Max(before, after), best), set(1));
+        const auto slope = hn::Sub(hn::Add(before, span), after);  // never negative
+        const auto numerator =
+            hn::Add(hn::Mul(slope, set(kDisparityScale)), hn::Mul(span, set(1 + kDisparityScale)));
+        const auto offset = quotient(d16, numerator, hn::Add(span, span));
+        const auto pixels = hn::Add(level, set(min_disparity + range.begin));
+        const auto refined = hn::Max(
+            hn::Sub(hn::Add(hn::Mul(pixels, set(kDisparityScale)), offset), set(kDisparityScale)),
+            set(1));
+        const auto low_end = hn::Eq(level, hn::Zero(d16));
+        const auto none = hn::Eq(pixels, hn::Zero(d16));
+        const auto column = hn::Iota(d16, static_cast<std::uint16_t>(x0 + static_cast<int>(i)));
+        const auto bad = hn::Or(
+            hn::Or(hn::Gt(pixels, column), hn::Eq(level, set(range.size() - 1))),
+            hn::Or(hn::AndNot(none, low_end), hn::Lt(hn::Mul(second, set(100 - kUniquePercent)),
+                                                     hn::Add(hn::Mul(best, set(100)), set(1)))));
+        const auto value = hn::IfThenElse(none, set(1), refined);
+        hn::StoreU(hn::IfThenElse(bad, set(kInvalidDisparity), value), d16, disparity + i);
     }
 }
 
@@ -436,16 +502,12 @@ void chooseWinners(const Band& band, int cell) {
             findWinners(sums, band.memory.rows + offset, levels, line);
         else
             findWinnersWide(sums, band.memory.rows + offset, levels, line);
-        std::uint16_t* disparity = band.winners.disparity.row(y) + x0;
-        for (int i = 0; i < count; ++i) {
-            const int k = line.level[i];
-            const std::uint8_t* s = sums + k * kCell + i;
-            const int before = k > 0 ? s[-kCell] : 255, after = k + 1 < levels ? s[kCell] : 255;
-            disparity[i] = judgeWinner(x0 + i, range.begin + k, range, band.search.min_disparity,
-                                       before, line.best[i], after, line.second[i]);
-        }
-        std::memcpy(band.winners.best.row(y) + x0, line.best, static_cast<std::size_t>(count));
-        std::memcpy(band.winners.second.row(y) + x0, line.second, static_cast<std::size_t>(count));
+        alignas(64) std::uint16_t disparity[kCell];
+        judgeWinners(line, x0, range, band.search.min_disparity, disparity);
+        const auto bytes = static_cast<std::size_t>(count);
+        std::memcpy(band.winners.disparity.row(y) + x0, disparity, bytes * sizeof *disparity);
+        std::memcpy(band.winners.best.row(y) + x0, line.best, bytes);
+        std::memcpy(band.winners.second.row(y) + x0, line.second, bytes);
     }
 }
 

@@ -27,7 +27,7 @@ namespace kova::camera::sgm {
 
 constexpr int kCell = 64;
 constexpr int kHaloColumns = 32;
-constexpr int kHaloRows = 16;
+constexpr int kHaloRows = 8;
 
 constexpr int kSmallStep = 12;
 constexpr int kLargeStep = 48;

@@ -223,7 +223,7 @@ TEST(NarrowSearch, TakesWhatWasFoundAroundACellAndAllWhereTooMuchFailed) {
     Image<std::uint16_t> half(96, 32);
     half.fill(20 * kDisparityScale);
     for (int y = 0; y < 32; ++y)
-        for (int x = 64; x < 96; ++x) half.at(x, y) = x % 2 ? kInvalidDisparity : 320;
+        for (int x = 64; x < 96; ++x) half.at(x, y) = x % 3 ? kInvalidDisparity : 320;
     sgm::Search search{0, 128, std::vector<sgm::LevelRange>(3)};
     sgm::narrowSearch(half.view(), 192, 64, search);
     EXPECT_EQ(40 - sgm::kNarrowMargin, search.ranges[0].begin);
@@ -234,11 +234,11 @@ TEST(NarrowSearch, TakesWhatWasFoundAroundACellAndAllWhereTooMuchFailed) {
 }
 
 TEST(NarrowSearch, DoesNotCountWhatTheRightEyeDoesNotSee) {
-    // Both cells lack more than a quarter, but only left of the first disparity of each row.
+    // Both cells lack more than half, but only left of the first disparity of each row.
     Image<std::uint16_t> half(64, 32);
     half.fill(40 * kDisparityScale);
     for (int y = 0; y < 32; ++y)
-        for (int x = 0; x < 45; ++x) half.at(x, y) = kInvalidDisparity;
+        for (int x = 0; x < 52; ++x) half.at(x, y) = kInvalidDisparity;
     sgm::Search search{0, 128, std::vector<sgm::LevelRange>(2)};
     sgm::narrowSearch(half.view(), 128, 64, search);
     EXPECT_EQ(128, search.ranges[0].size()) << "nothing is known of this cell";
