@@ -89,7 +89,9 @@ bool OpenGLImageInteropCUDA::init(int width, int height, int elementSize, int ch
     glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
     specifyTexture(*vars_, nullptr);
     glBindTexture(GL_TEXTURE_2D, 0);
-    const bool registered = deviceAnswers() ? registerTexture(*vars_) : true;
+    // Asked once: the question goes through the driver, and draw() is called with every picture.
+    vars_->on_device = deviceAnswers();
+    const bool registered = vars_->on_device ? registerTexture(*vars_) : true;
     glEnable(GL_ALPHA_TEST);
     vars_->initialised = true;
     return registered;
@@ -98,7 +100,7 @@ bool OpenGLImageInteropCUDA::init(int width, int height, int elementSize, int ch
 bool OpenGLImageInteropCUDA::uninit() {
     if (!vars_->initialised)
         return true;
-    const bool unregistered = deviceAnswers() ? unregisterTexture(*vars_) : true;
+    const bool unregistered = vars_->on_device ? unregisterTexture(*vars_) : true;
     glBindTexture(GL_TEXTURE_2D, vars_->texture);
     glDeleteTextures(1, &vars_->texture);
     vars_->texture = 0;
@@ -113,12 +115,11 @@ bool OpenGLImageInteropCUDA::uninit() {
 }
 
 void OpenGLImageInteropCUDA::draw(void* data, int viewWidth, int viewHeight) {
-    const bool on_device = deviceAnswers();
-    if (on_device)
+    if (vars_->on_device)
         copyOnDevice(*vars_, data);
     glEnable(GL_TEXTURE_2D);
     glBindTexture(GL_TEXTURE_2D, vars_->texture);
-    if (!on_device)
+    if (!vars_->on_device)
         specifyTexture(*vars_, data);
     const QuadExtents extents = fitQuad(vars_->width, vars_->height, viewWidth, viewHeight);
     vars_->horizontal_extent = extents.horizontal;

@@ -19,6 +19,7 @@ struct OpenGLImageInteropCUDAVars {
     bool initialised = false;
     float vertical_extent = 1;    ///< the quad spans -extent..+extent of the viewport
     float horizontal_extent = 1;  ///< likewise
+    bool on_device = false;       ///< a device answered when the texture was made
 };
 
 }  // namespace kova
