@@ -1,11 +1,16 @@
 #include "camera/pipeline/frame_feeder.h"
 
+#include <chrono>
 #include <iterator>
 #include <utility>
 
 #include "camera/base/log.h"
 
 namespace kova::camera {
+
+namespace {
+constexpr std::chrono::milliseconds kLongestWait{100};
+}
 
 FrameFeeder::FrameFeeder(std::unique_ptr<Source> source, Eye colour_eye)
     : source_(std::move(source)), decoder_(source_->stream()) {
@@ -25,10 +30,16 @@ FrameFeeder::~FrameFeeder() {
 Status FrameFeeder::take(DecodedFrame& frame) {
     std::unique_lock<std::mutex> lock(mutex_);
     const std::uint64_t rounds = empty_rounds_;
-    changed_.wait(lock, [&] {
+    const auto decided = [&] {
         return (ready_ && !seek_pending_) || (!failure_.ok() && !seek_pending_) ||
                empty_rounds_ != rounds || stop_;
-    });
+    };
+    // A driver may keep a live source waiting in a system call; a recording's next frame is sure to
+    // come, and a caller that steps through it wants that frame.
+    if (source_->isRecording())
+        changed_.wait(lock, decided);
+    else
+        changed_.wait_for(lock, kLongestWait, decided);
     if (ready_ && !seek_pending_) {
         std::swap(frame, slot_);
         ready_ = false;

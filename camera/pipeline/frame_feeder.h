@@ -40,8 +40,8 @@ public:
     void setColourEye(Eye eye) { decoder_.setColourEye(eye); }
 
     /// Takes the next frame. Its buffers are exchanged with those of `frame`, so pass the same one
-    /// again. Waits until a frame is there or the source has said that nothing is due, which takes
-    /// it at most 100 ms.
+    /// again. Waits until a frame is there or the source has said that nothing is due; of a live
+    /// source at most 100 ms, whatever its driver does.
     /// @return kNoNewFrame, kEndOfFile, kInvalidCamera
     Status take(DecodedFrame& frame);
 

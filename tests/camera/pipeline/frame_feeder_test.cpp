@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <thread>
 
 #include "tests/camera/pipeline/fake_source.h"
@@ -101,6 +102,32 @@ TEST_F(Feeder, NothingDueIsSaidAndTheNextCallGoesOn) {
     source->deliver(9);
     ASSERT_TRUE(takeSoon().ok());
     EXPECT_EQ(frame.sequence, 9);
+}
+
+/// A driver that does not come back from a call until it is released.
+class StuckSource : public FakeSource {
+public:
+    explicit StuckSource(std::shared_future<void> released) : released_(std::move(released)) {}
+    Status grab(RawFrame&) override {
+        released_.wait();
+        return {ErrorCode::kInvalidCamera, "gone"};
+    }
+
+private:
+    std::shared_future<void> released_;
+};
+
+TEST_F(Feeder, ALiveSourceThatIsStuckHoldsNobodyUp) {
+    std::promise<void> release;
+    FrameFeeder stuck(std::make_unique<StuckSource>(release.get_future().share()));
+    // Would wait for ever if it waited for the source.
+    EXPECT_EQ(stuck.take(frame).code(), ErrorCode::kNoNewFrame);
+    EXPECT_EQ(stuck.take(frame).code(), ErrorCode::kNoNewFrame);
+    release.set_value();
+    Status status;
+    do status = stuck.take(frame);
+    while (status.code() == ErrorCode::kNoNewFrame);
+    EXPECT_EQ(status.code(), ErrorCode::kInvalidCamera);
 }
 
 TEST_F(Feeder, ALostCameraStaysLost) {
