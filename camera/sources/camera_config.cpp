@@ -2,6 +2,7 @@
 
 #include <yaml-cpp/yaml.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -44,6 +45,16 @@ Status readRotation(const YAML::Node& node, std::array<double, 9>& rotation) {
     return {};
 }
 
+Status readNames(const YAML::Node& node, std::vector<std::string>& names) {
+    if (node.IsSequence())
+        names = node.as<std::vector<std::string>>();
+    else
+        names = {node.as<std::string>()};
+    if (names.empty() || std::find(names.begin(), names.end(), "") != names.end())
+        return invalid("iio is the name of an IIO device, or a list of names");
+    return {};
+}
+
 }  // namespace
 
 Result<CameraConfig> parseCameraConfig(const std::string& yaml) {
@@ -66,7 +77,7 @@ Result<CameraConfig> parseCameraConfig(const std::string& yaml) {
             else if (key == "right_flipped")
                 config.right_flipped = entry.second.as<bool>();
             else if (key == "iio")
-                config.iio = entry.second.as<std::string>();
+                status = readNames(entry.second, config.iio);
             else if (key == "imu_to_camera")
                 status = readRotation(entry.second, config.imu_to_camera);
             else

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <string>
+#include <vector>
 
 #include "camera/base/status.h"
 #include "camera/sources/frame.h"
@@ -16,7 +17,8 @@ namespace kova::camera {
 /// swapped: false           # the eyes lie in each other's place
 /// left_flipped: false      # an eye's picture is turned by 180 degrees
 /// right_flipped: false
-/// iio: bmi160              # name of the inertial unit among the Linux IIO devices
+/// iio: bmi160              # name of the inertial unit among the Linux IIO devices, or a list of
+///                          # names where its sensors are devices of their own: [accel_3d, gyro_3d]
 /// imu_to_camera: [1, 0, 0, 0, 1, 0, 0, 0, 1]   # rotation, rows, into x right, y down, z forward
 /// ```
 struct CameraConfig {
@@ -25,7 +27,7 @@ struct CameraConfig {
     bool swapped = false;
     bool left_flipped = false;
     bool right_flipped = false;
-    std::string iio;
+    std::vector<std::string> iio;
     std::array<double, 9> imu_to_camera = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 };
 

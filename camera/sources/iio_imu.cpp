@@ -74,17 +74,21 @@ struct Sensor {
     }
 
     bool read(std::array<float, 3>& out) const {
-        double common = 1;
+        double common = 1, common_offset = 0;
         const bool has_common = readNumber(device / ("in_" + channel + "_scale"), common);
+        const bool has_common_offset =
+            readNumber(device / ("in_" + channel + "_offset"), common_offset);
         std::array<double, 3> value{};
         for (std::size_t i = 0; i < 3; ++i) {
             const std::string axis = std::string("in_") + channel + "_" + "xyz"[i];
             if (!readNumber(device / (axis + "_raw"), value[i]))
                 return false;
-            double scale = common;
+            double scale = common, offset = common_offset;
             if (!has_common)
                 readNumber(device / (axis + "_scale"), scale);
-            value[i] *= scale * unit;
+            if (!has_common_offset)
+                readNumber(device / (axis + "_offset"), offset);
+            value[i] = (value[i] + offset) * scale * unit;
         }
         for (std::size_t i = 0; i < 3; ++i)
             out[i] =
@@ -119,11 +123,12 @@ IioImu::~IioImu() {
         impl_->thread.join();
 }
 
-Result<std::unique_ptr<IioImu>> IioImu::open(const std::string& name,
+Result<std::unique_ptr<IioImu>> IioImu::open(const std::vector<std::string>& names,
                                              const std::array<double, 9>& imu_to_camera,
                                              const std::string& folder) {
     std::unique_ptr<IioImu> imu(new IioImu);
-    imu->impl_->name = name;
+    for (const std::string& name : names)
+        imu->impl_->name += (imu->impl_->name.empty() ? "" : ", ") + name;
     imu->impl_->magnet.unit = kMicroteslaPerGauss;
     std::string known;
     std::error_code error;
@@ -136,7 +141,7 @@ Result<std::unique_ptr<IioImu>> IioImu::open(const std::string& name,
         if (!std::getline(file, text))
             continue;
         known += (known.empty() ? "" : ", ") + text;
-        if (text != name)
+        if (std::find(names.begin(), names.end(), text) == names.end())
             continue;
         imu->impl_->accel.find(device, "accel", imu_to_camera);
         imu->impl_->gyro.find(device, "anglvel", imu_to_camera);
@@ -144,9 +149,9 @@ Result<std::unique_ptr<IioImu>> IioImu::open(const std::string& name,
     }
     if (!imu->impl_->accel.present || !imu->impl_->gyro.present)
         return Status(ErrorCode::kImuMissing,
-                      "inertial unit '" + name +
-                          "': no IIO device of this name with accelerometer "
-                          "and gyroscope; there are: " +
+                      "inertial unit '" + imu->impl_->name +
+                          "': no IIO devices of this name with accelerometer and gyroscope (its "
+                          "sensors may have names of their own, list them); there are: " +
                           (known.empty() ? "none" : known));
     return imu;
 }

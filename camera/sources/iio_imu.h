@@ -14,12 +14,12 @@ namespace kova::camera {
 /// sysfs on a thread of its own; stamped with CLOCK_MONOTONIC when read.
 class IioImu {
 public:
-    /// @param name           of the device as in `/sys/bus/iio/devices/*/name`; accelerometer,
-    ///                       gyroscope and magnetometer may be devices of their own that share it
+    /// @param names          of the devices as in `/sys/bus/iio/devices/*/name`; accelerometer,
+    ///                       gyroscope and magnetometer may be devices of their own
     /// @param imu_to_camera  rotation, rows, after the driver's mount matrix
     /// @param folder         where the devices are
     /// @return kImuMissing, with the names there are
-    static Result<std::unique_ptr<IioImu>> open(const std::string& name,
+    static Result<std::unique_ptr<IioImu>> open(const std::vector<std::string>& names,
                                                 const std::array<double, 9>& imu_to_camera,
                                                 const std::string& folder = "/sys/bus/iio/devices");
     ~IioImu();

@@ -21,8 +21,14 @@ TEST(CameraConfig, EveryKeyIsRead) {
     EXPECT_TRUE(c.layout_stated);
     EXPECT_EQ(c.layout, FrameLayout::kTopBottom);
     EXPECT_TRUE(c.swapped && c.left_flipped && c.right_flipped);
-    EXPECT_EQ(c.iio, "bmi160");
+    EXPECT_EQ(c.iio, std::vector<std::string>{"bmi160"});
     EXPECT_EQ(c.imu_to_camera[1], -1);
+}
+
+TEST(CameraConfig, AnInertialUnitMayHaveSeveralNames) {
+    const auto config = parseCameraConfig("iio: [accel_3d, gyro_3d]\n");
+    ASSERT_TRUE(config.ok()) << config.status().message();
+    EXPECT_EQ(config.value().iio, (std::vector<std::string>{"accel_3d", "gyro_3d"}));
 }
 
 TEST(CameraConfig, AnEmptyFileStatesNothing) {
@@ -39,6 +45,8 @@ TEST(CameraConfig, MistakesAreSaidInWords) {
         {"swapped: perhaps", "camera configuration"},
         {"imu_to_camera: [1, 2]", "nine numbers"},
         {"imu_to_camera: [1, 0, 0, 0, 1, 0, 0, 0, 2]", "no rotation"},
+        {"iio: []", "a list of names"},
+        {"iio: {a: b}", "camera configuration"},
         {"- a\n- b", "key: value"},
         {"a: [", "camera configuration"},
     };
