@@ -21,12 +21,15 @@ struct AttachedCamera {
     CameraInfo info;
 };
 
-std::vector<AttachedCamera> attachedCameras() {
-    V4l2System& system = realV4l2System();
+std::vector<AttachedCamera> attachedCameras(V4l2System& system) {
     std::vector<AttachedCamera> cameras;
+    std::string forbidden;
     for (const std::string& node : system.videoNodes()) {
         AttachedCamera camera;
-        if (!queryDevice(system, node, camera.device))
+        const NodeKind kind = queryDevice(system, node, camera.device);
+        if (kind == NodeKind::kForbidden)
+            forbidden += (forbidden.empty() ? "" : ", ") + node;
+        if (kind != NodeKind::kCamera)
             continue;
         Result<CameraConfig> config =
             loadCameraConfig(calibrationFolders().front().string(), camera.device.serial);
@@ -44,6 +47,8 @@ std::vector<AttachedCamera> attachedCameras() {
         camera.info.has_imu = !camera.config.iio.empty();
         cameras.push_back(camera);
     }
+    if (!forbidden.empty())
+        logWarning("cameras", "no permission to open " + forbidden + "; " + kPermissionAdvice);
     return cameras;
 }
 
@@ -79,13 +84,13 @@ Status checkFit(Source& source) {
 }
 
 Result<std::unique_ptr<Source>> openAttached(const AttachedCamera& camera,
-                                             const bino::ResolutionFpsMode& mode) {
+                                             const bino::ResolutionFpsMode& mode,
+                                             V4l2System& system) {
     const Result<StereoCalibration> calibration =
         findCalibration(camera.info.serial_number, mode.width, mode.height);
     if (!calibration.ok())
         return calibration.status();
-    auto source =
-        V4l2Source::open(realV4l2System(), camera.device, camera.config, mode, calibration.value());
+    auto source = V4l2Source::open(system, camera.device, camera.config, mode, calibration.value());
     if (!source.ok())
         return source.status();
     if (Status s = checkFit(*source.value()); !s.ok())
@@ -95,19 +100,41 @@ Result<std::unique_ptr<Source>> openAttached(const AttachedCamera& camera,
 
 }  // namespace
 
-std::vector<CameraInfo> listCameras() {
+std::vector<CameraInfo> listCameras(V4l2System& system) {
     std::vector<CameraInfo> list;
-    for (const AttachedCamera& camera : attachedCameras()) list.push_back(camera.info);
+    for (const AttachedCamera& camera : attachedCameras(system)) list.push_back(camera.info);
     for (const CameraInfo& simulated : listSimulatedCameras()) list.push_back(simulated);
     return list;
 }
 
-Result<std::unique_ptr<Source>> openCamera(int index, bino::RESOLUTION_FPS_MODE mode) {
+std::vector<bino::RESOLUTION_FPS_MODE> cameraModes(int index, V4l2System& system) {
+    const std::vector<AttachedCamera> attached = attachedCameras(system);
+    const int real = static_cast<int>(attached.size());
+    if (index < 0)
+        return {};
+    if (index >= real) {
+        const std::vector<CameraInfo> simulated = listSimulatedCameras();
+        const auto i = static_cast<std::size_t>(index - real);
+        if (i >= simulated.size())
+            return {};
+        return bino::camera_model_modes(static_cast<bino::CAMERA_MODEL>(simulated[i].model));
+    }
+    const AttachedCamera& camera = attached[static_cast<std::size_t>(index)];
+    std::vector<bino::RESOLUTION_FPS_MODE> modes;
+    for (const bino::RESOLUTION_FPS_MODE mode :
+         bino::camera_model_modes(static_cast<bino::CAMERA_MODEL>(camera.info.model)))
+        if (!matchMode(camera.device, camera.config, *bino::find_resolution_fps_mode(mode)).empty())
+            modes.push_back(mode);
+    return modes;
+}
+
+Result<std::unique_ptr<Source>> openCamera(int index, bino::RESOLUTION_FPS_MODE mode,
+                                           V4l2System& system) {
     const bino::ResolutionFpsMode* wanted = bino::find_resolution_fps_mode(mode);
     if (!wanted)
         return Status(ErrorCode::kInvalidMode,
                       "unknown resolution mode " + std::to_string(static_cast<int>(mode)));
-    const std::vector<AttachedCamera> attached = attachedCameras();
+    const std::vector<AttachedCamera> attached = attachedCameras(system);
     const int real = static_cast<int>(attached.size());
     const int all = real + static_cast<int>(listSimulatedCameras().size());
     if (index < 0 || index >= all)
@@ -115,7 +142,7 @@ Result<std::unique_ptr<Source>> openCamera(int index, bino::RESOLUTION_FPS_MODE 
                                                      "; was it unplugged? 'kova list' shows them");
     if (index >= real)
         return openSimulatedCamera(index - real, mode);
-    return openAttached(attached[static_cast<std::size_t>(index)], *wanted);
+    return openAttached(attached[static_cast<std::size_t>(index)], *wanted, system);
 }
 
 }  // namespace kova::camera

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 
@@ -140,10 +141,10 @@ std::string fourccText(std::uint32_t fourcc) {
     return text;
 }
 
-bool queryDevice(V4l2System& system, const std::string& node, V4l2Device& device) {
+NodeKind queryDevice(V4l2System& system, const std::string& node, V4l2Device& device) {
     const int fd = system.open(node);
     if (fd < 0)
-        return false;
+        return errno == EACCES || errno == EPERM ? NodeKind::kForbidden : NodeKind::kOther;
     v4l2_capability capability = {};
     bool capture = system.ioctl(fd, VIDIOC_QUERYCAP, &capability) == 0;
     if (capture) {
@@ -174,7 +175,7 @@ bool queryDevice(V4l2System& system, const std::string& node, V4l2Device& device
         }
     }
     system.close(fd);
-    return capture;
+    return capture ? NodeKind::kCamera : NodeKind::kOther;
 }
 
 std::vector<StereoMatch> matchMode(const V4l2Device& device, const CameraConfig& config,

@@ -35,9 +35,19 @@ bool describeFormat(std::uint32_t fourcc, FrameCodec& codec, PixelFormat& pixels
 /// Text of a four-character code, "MJPG".
 std::string fourccText(std::uint32_t fourcc);
 
-/// Asks a node for its name and all modes in supported formats; false when it is no capture device
-/// or cannot be opened.
-bool queryDevice(V4l2System& system, const std::string& node, V4l2Device& device);
+/// What a video node is to us.
+enum class NodeKind {
+    kCamera,
+    kOther,      ///< something else, or gone
+    kForbidden,  ///< the user may not open it
+};
+
+/// What a user may do about kForbidden.
+constexpr const char* kPermissionAdvice =
+    "add yourself to the group 'video' (sudo usermod -aG video $USER) and log in again";
+
+/// Asks a node for its name and all modes in supported formats.
+NodeKind queryDevice(V4l2System& system, const std::string& node, V4l2Device& device);
 
 /// A device's mode that delivers both eyes of a resolution mode, and how they lie in it.
 struct StereoMatch {

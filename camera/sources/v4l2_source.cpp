@@ -16,6 +16,8 @@ namespace {
 constexpr std::uint32_t kBuffers = 4;
 constexpr int kWaitMs = 100;
 constexpr std::int64_t kSilenceNs = 1000000000;
+// A bad cable damages many frames; the log is told of the first and then of every so many.
+constexpr std::int64_t kDamagedPerLine = 100;
 // V4L2_CID_EXPOSURE_ABSOLUTE counts in these.
 constexpr double kExposureUnitMs = 0.1;
 
@@ -26,8 +28,7 @@ std::string reason(int error) {
 Status cannotOpen(const std::string& node, int error) {
     std::string what = node + ": cannot be opened: " + reason(error);
     if (error == EACCES || error == EPERM)
-        what +=
-            "; add yourself to the group 'video' (sudo usermod -aG video $USER) and log in again";
+        what += std::string("; ") + kPermissionAdvice;
     else if (error == EBUSY)
         what += "; another program uses the camera, close it";
     else if (error == ENOENT || error == ENODEV || error == ENXIO)
@@ -255,6 +256,9 @@ Status V4l2Source::grab(RawFrame& frame) {
             got = true;
         } else {
             ++dropped_;
+            if (damaged_++ % kDamagedPerLine == 0)
+                logWarning("v4l2", node_ + ": damaged frame dropped, " + std::to_string(damaged_) +
+                                       " so far; try another cable or port");
         }
         if (system_.ioctl(fd_, VIDIOC_QBUF, &buffer) != 0)
             return lost("the camera was unplugged (" + reason(errno) +

@@ -73,6 +73,7 @@ private:
     StereoCalibration calibration_;
     std::unique_ptr<IioImu> imu_;  ///< null when the configuration names none
     std::int64_t dropped_ = 0;
+    std::int64_t damaged_ = 0;  ///< of the dropped ones
     std::int64_t last_sequence_ = -1;
     std::int64_t last_frame_ns_ = 0;  ///< when the device was last heard of
     Status lost_;                     ///< not ok once the device is gone

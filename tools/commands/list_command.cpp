@@ -33,8 +33,8 @@ public:
                         cameras[i].name.c_str(), bino::camera_model2str(model).c_str(),
                         cameras[i].serial_number, cameras[i].hardware_version.c_str(),
                         cameras[i].has_imu ? ", inertial unit" : "");
-            std::printf("   modes of the model:");
-            for (const bino::RESOLUTION_FPS_MODE mode : bino::camera_model_modes(model))
+            std::printf("   modes:");
+            for (const bino::RESOLUTION_FPS_MODE mode : camera::cameraModes(static_cast<int>(i)))
                 std::printf(" %s", bino::resolution_fps_mode2str(mode).c_str());
             std::printf("\n");
         }

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -46,12 +47,18 @@ void printCounters(const camera::RecordingProgress& progress, std::int64_t camer
     std::fflush(stderr);
 }
 
-/// The mode of a name, else the one in which the camera's model starts.
-const bino::ResolutionFpsMode* findMode(const std::string& name, bino::CAMERA_MODEL model) {
+/// The mode of a name, else the one in which the camera's model starts, else, where the camera
+/// lacks that one, the first it has.
+const bino::ResolutionFpsMode* findMode(const std::string& name, int camera,
+                                        bino::CAMERA_MODEL model) {
     if (name.empty()) {
-        const auto& modes = bino::camera_model_modes(model);
+        const std::vector<bino::RESOLUTION_FPS_MODE> offered = camera::cameraModes(camera);
+        if (offered.empty())
+            return nullptr;
         const auto index = static_cast<std::size_t>(bino::camera_model_default_mode_index(model));
-        return index < modes.size() ? bino::find_resolution_fps_mode(modes[index]) : nullptr;
+        const bino::RESOLUTION_FPS_MODE usual = bino::camera_model_modes(model)[index];
+        const bool has = std::find(offered.begin(), offered.end(), usual) != offered.end();
+        return bino::find_resolution_fps_mode(has ? usual : offered.front());
     }
     for (const bino::ResolutionFpsMode& mode : bino::resolution_fps_modes())
         if (name == mode.name)
@@ -135,7 +142,7 @@ int RecordCommand::run() {
                                                     "; 'kova list' shows " +
                                                     std::to_string(cameras.size())});
     const auto model = static_cast<bino::CAMERA_MODEL>(cameras[std::size_t(camera_)].model);
-    const bino::ResolutionFpsMode* mode = findMode(mode_, model);
+    const bino::ResolutionFpsMode* mode = findMode(mode_, camera_, model);
     if (!mode)
         return fail({ErrorCode::kInvalidMode,
                      "unknown mode '" + mode_ + "'; 'kova list' shows the camera's modes"});

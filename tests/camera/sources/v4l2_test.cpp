@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "camera/base/log.h"
 #include "camera/sources/v4l2_source.h"
 #include "tests/camera/sources/fake_v4l2.h"
 
@@ -28,9 +29,9 @@ struct V4l2 : testing::Test {
         system.modes = {{V4L2_PIX_FMT_GREY, 1280, 400, {60, 30}}};
         system.texts = {{"serial", "4711"}, {"bcdDevice", "0102"}};
     }
-    void query() { ASSERT_TRUE(queryDevice(system, "/dev/video0", device)); }
+    void query() { ASSERT_EQ(queryDevice(system, "/dev/video0", device), NodeKind::kCamera); }
     Result<std::unique_ptr<V4l2Source>> open(bino::RESOLUTION_FPS_MODE wanted = kSd30) {
-        EXPECT_TRUE(queryDevice(system, "/dev/video0", device));
+        EXPECT_EQ(queryDevice(system, "/dev/video0", device), NodeKind::kCamera);
         return V4l2Source::open(system, device, config, mode(wanted), calibration);
     }
     static FakeV4l2::Frame grey(std::uint32_t sequence, std::uint8_t value = 9) {
@@ -56,13 +57,20 @@ TEST_F(V4l2, QueryReadsNameSerialVersionAndModes) {
 
 TEST_F(V4l2, NodesThatDoNotCaptureAreNoDevices) {
     system.caps = V4L2_CAP_META_CAPTURE | V4L2_CAP_STREAMING;
-    EXPECT_FALSE(queryDevice(system, "/dev/video0", device));
+    EXPECT_EQ(queryDevice(system, "/dev/video0", device), NodeKind::kOther);
     system.caps = V4L2_CAP_VIDEO_CAPTURE | V4L2_CAP_STREAMING;
     system.failures[VIDIOC_QUERYCAP] = {ENOTTY};
-    EXPECT_FALSE(queryDevice(system, "/dev/video0", device));
-    system.open_error = EACCES;
-    EXPECT_FALSE(queryDevice(system, "/dev/video0", device));
+    EXPECT_EQ(queryDevice(system, "/dev/video0", device), NodeKind::kOther);
+    system.open_error = ENOENT;
+    EXPECT_EQ(queryDevice(system, "/dev/video0", device), NodeKind::kOther);
     EXPECT_EQ(system.open_files, 0);
+}
+
+TEST_F(V4l2, ANodeThatTheUserMayNotOpenIsToldApart) {
+    for (const int error : {EACCES, EPERM}) {
+        system.open_error = error;
+        EXPECT_EQ(queryDevice(system, "/dev/video0", device), NodeKind::kForbidden);
+    }
 }
 
 TEST_F(V4l2, UnknownFormatsAreLeftOut) {
@@ -142,7 +150,7 @@ TEST_F(V4l2, ModelFollowsRateAndInertialUnit) {
     query();
     ASSERT_TRUE(modelOf(device, config, model));
     EXPECT_EQ(model, bino::CAMERA_MODEL_QUELVAR_R0);
-    config.iio = "imu";
+    config.iio = {"imu"};
     ASSERT_TRUE(modelOf(device, config, model));
     EXPECT_EQ(model, bino::CAMERA_MODEL_QUELVAR_P0);
     system.modes[0].rates = {100};
@@ -306,6 +314,24 @@ TEST_F(V4l2, DamagedFramesAreDroppedAndTheStreamGoesOn) {
         system.frames = {grey(i)};
         ASSERT_TRUE(source.value()->grab(frame).ok()) << i;
     }
+}
+
+TEST_F(V4l2, ManyDamagedFramesAreAFewLinesOfTheLog) {
+    std::vector<std::string> log;
+    setLogSink([&](LogLevel, const std::string&, const std::string& text) { log.push_back(text); });
+    auto source = open();
+    ASSERT_TRUE(source.ok());
+    log.clear();
+    RawFrame frame;
+    for (std::uint32_t i = 0; i < 101; ++i) {
+        system.frames = {grey(i)};
+        system.frames[0].flags |= V4L2_BUF_FLAG_ERROR;
+        (void)source.value()->grab(frame);
+    }
+    setLogSink({});
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_THAT(log[0], HasSubstr("1 so far; try another cable"));
+    EXPECT_THAT(log[1], HasSubstr("101 so far"));
 }
 
 TEST_F(V4l2, CutJpegsAreDroppedWholeOnesKeepTheirBytes) {
