@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
+#include <pty.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <fstream>
 #include <functional>
+#include <regex>
 #include <thread>
 
 #include "camera/recording/recording_reader.h"
@@ -231,8 +235,13 @@ protected:
         if (process_ != 0)
             return;
         ::setenv("KOVA_SIMULATED_CAMERAS", cameras, 1);
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{largest_file_, largest_file_};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
         if (!std::freopen(out.c_str(), "w", stdout) || !std::freopen(err.c_str(), "w", stderr))
             ::_exit(126);
+        if (terminal_ >= 0)
+            ::dup2(terminal_, STDERR_FILENO);
         ::execv(argv[0], argv.data());
         ::_exit(127);
     }
@@ -254,6 +263,8 @@ protected:
     test::TemporaryFolder folder_;
     std::string file_ = folder_ / "a.kova";
     pid_t process_ = -1;
+    rlim_t largest_file_ = RLIM_INFINITY;  ///< [bytes] as on a disk of that size
+    int terminal_ = -1;                    ///< where standard error goes, instead of "err"
 };
 
 TEST_F(KovaRecord, ForAWhileFromTheFirstCamera) {
@@ -313,6 +324,34 @@ TEST_F(KovaRecord, CtrlCEndsInAWholeFile) {
     ASSERT_TRUE(reader.ok()) << reader.status().message();
     EXPECT_FALSE(reader.value()->wasRepaired());
     EXPECT_GT(reader.value()->frameCount(), 0);
+}
+
+TEST_F(KovaRecord, AFullDiskEndsInAWholeFileAndAReason) {
+    largest_file_ = 2 << 20;
+    EXPECT_EQ(record("R0:scene=wall", {"--mode", "SD400_15FPS"}), 1);
+    EXPECT_NE(text("err").find("free some space"), std::string::npos) << text("err");
+    auto reader = RecordingReader::open(file_);
+    ASSERT_TRUE(reader.ok()) << reader.status().message();
+    EXPECT_GT(reader.value()->frameCount(), 0);
+    EXPECT_NE(text("out").find(": " + std::to_string(reader.value()->frameCount()) + " frames"),
+              std::string::npos)
+        << text("out");
+}
+
+TEST_F(KovaRecord, OnATerminalALineCounts) {
+    int terminal = -1;
+    ASSERT_EQ(::openpty(&terminal, &terminal_, nullptr, nullptr, nullptr), 0);
+    ASSERT_EQ(record("R0:scene=wall", {"--mode", "SD400_15FPS", "--seconds", "0.7"}), 0);
+    char shown[4096] = {};
+    ASSERT_GT(::read(terminal, shown, sizeof shown - 1), 0);
+    ::close(terminal);
+    ::close(terminal_);
+    const std::regex line(
+        "[0-9.]+ s  received [0-9]+  written [0-9]+  dropped [0-9]+  [0-9.]+ MB/s, [0-9]+ min left "
+        "on the disk");
+    const std::string text(shown);
+    EXPECT_TRUE(std::regex_search(text, line)) << text;
+    EXPECT_GE(std::count(text.begin(), text.end(), '\r'), 2) << "it is rewritten";
 }
 
 TEST_F(KovaRecord, WrongWordsLeaveNoFile) {
