@@ -20,12 +20,18 @@ build() {
     cmake --build --preset "$preset" ${1:+--target "$@"}
 }
 
-# Says how long a step took: step "NAME" COMMAND [ARGUMENT ...]
+# Says how long a step took: step "NAME" COMMAND [ARGUMENT ...]. Status 77 of the command means that
+# the step cannot be done here and was skipped; that is no failure.
 step() {
-    local name=$1 begin=$SECONDS status=0
+    local name=$1 begin=$SECONDS status=0 how=
     shift
     echo "=== $name"
     "$@" || status=$?
-    echo "=== $name: $((SECONDS - begin)) s$([ $status -eq 0 ] || echo ", FAILED ($status)")"
+    case $status in
+        0) ;;
+        77) how=", SKIPPED" status=0 ;;
+        *) how=", FAILED ($status)" ;;
+    esac
+    echo "=== $name: $((SECONDS - begin)) s$how"
     return $status
 }
