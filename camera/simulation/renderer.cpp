@@ -187,7 +187,8 @@ struct Renderer::Impl {
     float reflected(const Exposure& e, const SurfacePoint& point, const Vec3& direction, float t,
                     int primitive) const;
     void renderEye(double t_s, double exposure_s, int eye, const std::vector<Primitive>& primitives,
-                   const ShadowMap& shadows, Image<std::uint16_t>& out);
+                   const ShadowMap& shadows, Image<std::uint16_t>& out,
+                   const std::atomic<bool>* stop);
 };
 
 void Renderer::Impl::castTile(const Exposure& e, int tile) {
@@ -331,12 +332,18 @@ void Renderer::Impl::shadeTile(const Exposure& e, int tile) {
 
 void Renderer::Impl::renderEye(double t_s, double exposure_s, int eye,
                                const std::vector<Primitive>& primitives, const ShadowMap& shadows,
-                               Image<std::uint16_t>& out) {
+                               Image<std::uint16_t>& out, const std::atomic<bool>* stop) {
     const View view(primitives, scene.bumps, rays[eye], poses(t_s, exposure_s, eye));
     const Exposure e{view, shadows, rays[eye], primitives, static_cast<float>(scene.lightAt(t_s))};
     const int tiles = view.tilesX() * view.tilesY();
-    forEach(options.parallel, tiles, [&](int tile) { castTile(e, tile); });
-    forEach(options.parallel, tiles, [&](int tile) { shadeTile(e, tile); });
+    forEach(options.parallel, tiles, [&](int tile) {
+        if (!stop || !*stop)
+            castTile(e, tile);
+    });
+    forEach(options.parallel, tiles, [&](int tile) {
+        if (!stop || !*stop)
+            shadeTile(e, tile);
+    });
     extendBorder(radiance, rig.width, rig.height);
     blur[eye].apply(radiance, scratch, out, options.parallel);
 }
@@ -368,11 +375,12 @@ const SimulatedRig& Renderer::rig() const {
     return impl_->rig;
 }
 
-void Renderer::render(double t_s, double exposure_s, LightPair& out) {
+void Renderer::render(double t_s, double exposure_s, LightPair& out,
+                      const std::atomic<bool>* stop) {
     const std::vector<Primitive> primitives = impl_->scene.primitivesAt(t_s);
     const ShadowMap shadows(primitives, impl_->scene.bumps, impl_->scene.light);
-    impl_->renderEye(t_s, exposure_s, 0, primitives, shadows, out.left);
-    impl_->renderEye(t_s, exposure_s, 1, primitives, shadows, out.right);
+    impl_->renderEye(t_s, exposure_s, 0, primitives, shadows, out.left, stop);
+    impl_->renderEye(t_s, exposure_s, 1, primitives, shadows, out.right, stop);
 }
 
 void Renderer::truth(double t_s, double exposure_s, FrameTruth& out) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -48,7 +49,9 @@ public:
 
     /// @param t_s         start of the exposure
     /// @param exposure_s  for the motion blur
-    void render(double t_s, double exposure_s, LightPair& out);
+    /// @param stop        once true it returns soon, and what it rendered is worth nothing
+    void render(double t_s, double exposure_s, LightPair& out,
+                const std::atomic<bool>* stop = nullptr);
 
     /// Truth of the left picture as the pipeline sees it, one ray per pixel centre.
     void truth(double t_s, double exposure_s, FrameTruth& out);

@@ -102,8 +102,10 @@ void SimulatedSource::Impl::renderViews() {
     // Leaves the machine to whoever works on the frames.
     (void)setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 10);
     for (int i = 1; i < static_cast<int>(views.size()) && !stop; ++i) {
-        renderer.render(sceneTime(i), kNominalExposureUs * 1e-6, views[i]);
-        ready = i + 1;
+        // Who closes the camera waits for this thread, which gets little time on a busy machine.
+        renderer.render(sceneTime(i), kNominalExposureUs * 1e-6, views[i], &stop);
+        if (!stop)
+            ready = i + 1;
     }
 }
 

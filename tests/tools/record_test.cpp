@@ -327,7 +327,7 @@ TEST_F(KovaRecord, CtrlCEndsInAWholeFile) {
 }
 
 TEST_F(KovaRecord, AFullDiskEndsInAWholeFileAndAReason) {
-    largest_file_ = 2 << 20;
+    largest_file_ = 12 << 20;
     EXPECT_EQ(record("R0:scene=wall", {"--mode", "SD400_15FPS"}), 1);
     EXPECT_NE(text("err").find("free some space"), std::string::npos) << text("err");
     auto reader = RecordingReader::open(file_);

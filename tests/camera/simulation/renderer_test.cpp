@@ -60,6 +60,17 @@ TEST(Renderer, SameBytesForSameSeedOnAnyNumberOfThreads) {
     EXPECT_NE(one, picture("room", 6));
 }
 
+TEST(Renderer, GivesUpWhenItIsToldTo) {
+    Renderer renderer = makeRenderer("room", 5, smallRig(true));
+    std::atomic<bool> stop{true};
+    LightPair given_up, whole;
+    renderer.render(0.5, 0.005, given_up, &stop);
+    EXPECT_EQ(given_up.left.at(160, 100), 0);
+    stop = false;
+    renderer.render(0.5, 0.005, whole, &stop);
+    EXPECT_GT(whole.left.at(160, 100), 0) << "it is of use again";
+}
+
 TEST(Renderer, EverySceneShowsSomethingAndHasTruth) {
     for (const SceneDescription& scene : sceneList()) {
         Renderer renderer = makeRenderer(scene.name, 2, smallRig(false));
