@@ -18,6 +18,24 @@ constexpr std::uint8_t kMapGround = 255;
 constexpr std::uint8_t kSaturated = 252;
 constexpr float kUnit10mInMm = 10000;
 constexpr float kDegreesPerRadian = 57.29577951f;
+/// Change of the picture over 4 px by that over 1 px: 1 for noise alone, more for any surface.
+constexpr float kMinTexture = 1.15f;
+
+/// Whether the picture shows more than noise around a cell. In a bright sky noise alone passes the
+/// grid's test, and the matcher carries depth into it from the roofs below.
+bool showsSurface(const CellGrid& grid, int column, int bin) {
+    if (grid.kind[grid.index(column, bin)] == CellKind::kEmpty)
+        return false;
+    float fine = 0;
+    float coarse = 0;
+    for (int c = std::max(0, column - 1); c <= std::min(grid.columns() - 1, column + 1); ++c) {
+        for (int b = std::max(0, bin - 2); b <= std::min(grid.bins() - 1, bin + 2); ++b) {
+            fine += grid.fine[grid.index(c, b)];
+            coarse += grid.coarse[grid.index(c, b)];
+        }
+    }
+    return coarse >= kMinTexture * fine;
+}
 
 }  // namespace
 
@@ -138,6 +156,8 @@ void GroundMapper::paintRow(const StixelContext& context, const ImageView<const 
                         out[x] = kMapObstacle;
                 continue;
             }
+            if (!showsSurface(grid, column, y / grid.binPx()))
+                continue;
         }
         const int low = static_cast<int>((expected - offset - tolerance) * kDisparityScale);
         const int high = static_cast<int>((expected - offset + tolerance) * kDisparityScale);

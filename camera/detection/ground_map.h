@@ -8,8 +8,9 @@
 namespace kova::camera {
 
 /// Labels every pixel: 0 obstacle, 127 not sure, 255 ground. A pixel counts only with measured
-/// depth of its own that fits its column's explanation; saturated ones, filled depth, drops and
-/// what was not confirmed stay unsure, and so does ground whose connected area is too small.
+/// depth of its own that fits its column's explanation; saturated ones, filled depth, drops, an
+/// obstacle where the picture shows noise alone and what was not confirmed stay unsure, and so does
+/// ground whose connected area is too small.
 class GroundMapper {
 public:
     /// @param left  rectified, grey

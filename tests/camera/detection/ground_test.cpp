@@ -51,5 +51,32 @@ TEST(GroundTest, PavementDoesNotBendTheGround) {
     }
 }
 
+// A matcher carries the depth of a roof into the sky above it. A bright sky is not smooth: its
+// noise changes by more than a weak texture does, but no more over 4 px than over 1.
+TEST(GroundMap, DepthInANoisySkyIsUnsure) {
+    SyntheticScene scene(640, 400, 600);
+    scene.addGround();
+    scene.addWall(0, 20000, 0, 3000, 6000);
+    scene.finish(1, 0.2);
+    constexpr int kRoof = 60;
+    std::mt19937 random(3);
+    for (int y = 0; y < kRoof; ++y)
+        for (int x = 0; x < 640; ++x) {
+            int sum = 0;
+            for (int i = 0; i < 4; ++i) sum += static_cast<int>(random() % 7) - 3;
+            scene.left.at(x, y) = static_cast<std::uint8_t>(230 + sum * 3 / 4);
+        }
+    DetectionFrame frame;
+    scene.detectAlone(frame);
+    const auto obstaclePart = [&](int y_begin, int y_end) {
+        int count = 0;
+        for (int y = y_begin; y < y_end; ++y)
+            for (int x = 0; x < 640; ++x) count += frame.ground_map.at(x, y) == 0;
+        return count / (640.0 * (y_end - y_begin));
+    };
+    EXPECT_LT(obstaclePart(30, kRoof - 6), 0.1);
+    EXPECT_GT(obstaclePart(kRoof + 6, 140), 0.9);
+}
+
 }  // namespace
 }  // namespace kova
