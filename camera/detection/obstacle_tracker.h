@@ -42,6 +42,7 @@ private:
     std::vector<Track> tracks_;
     std::vector<int> parent_;  ///< of the stixels' groups
     std::vector<float> group_disparity_;
+    std::vector<int> ids_;  ///< of the frame's obstacles
     int next_id_ = 1;
 };
 

@@ -444,9 +444,13 @@ void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
         for (int i = first_[column]; i < first_[column + 1]; ++i)
             if (candidates_[i].supported)
                 frame.stixels.push_back(candidates_[i].stixel);
-        std::stable_sort(
-            frame.stixels.begin() + static_cast<std::ptrdiff_t>(begin), frame.stixels.end(),
-            [](const Stixel& p, const Stixel& q) { return p.distance_mm < q.distance_mm; });
+        // Stable, in place: a column has few.
+        const auto first = frame.stixels.begin() + static_cast<std::ptrdiff_t>(begin);
+        const auto nearer = [](const Stixel& p, const Stixel& q) {
+            return p.distance_mm < q.distance_mm;
+        };
+        for (auto next = first; next != frame.stixels.end(); ++next)
+            std::rotate(std::upper_bound(first, next, *next, nearer), next, next + 1);
         const std::size_t most =
             begin + static_cast<std::size_t>(std::max(0, context.stixels.max_layers));
         if (frame.stixels.size() > most)
