@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kStripRows = sgm::kCell;
 constexpr int kSpecklePixels = 100, kSpeckleStep = 2 * kDisparityScale;
-constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8,
+constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8, kEighthSpecklePixels = 4,
               kHalfSpeckleStep = kDisparityScale;
 /// Sides and disparities that the working memory's types can hold.
 constexpr int kMaxSide = 16384, kMaxDisparity = 4000, kMaxLevels = 320;
@@ -42,6 +42,7 @@ private:
     using Grey = ImageView<const std::uint8_t>;
 
     void matchQuarter(const Grey& left, const Grey& right, const MatchParameters& parameters);
+    void findTooNear(const MatchParameters& parameters);
     void matchHalf(const MatchParameters& parameters);
     void matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map);
     void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
@@ -51,10 +52,12 @@ private:
 
     const ConfidenceTable full_confidence_, half_confidence_;
     sgm::BandMemoryPool pool_;
-    sgm::SgmPass full_{pool_}, half_{pool_}, quarter_{pool_};
-    Image<std::uint8_t> half_left_, half_right_, quarter_left_, quarter_right_;
-    Image<std::uint16_t> quarter_map_;
+    sgm::SgmPass full_{pool_}, half_{pool_}, quarter_{pool_}, eighth_{pool_};
+    Image<std::uint8_t> half_left_, half_right_, quarter_left_, quarter_right_, eighth_left_,
+        eighth_right_;
+    Image<std::uint16_t> quarter_map_, eighth_map_;
     DisparityMap half_map_;
+    TooNear too_near_;
     EdgeAwareFill fill_;
 };
 
@@ -75,12 +78,28 @@ void SgmMatcher::matchQuarter(const Grey& left, const Grey& right,
         halveRows(half_right_.view(), quarter_right_.view(), begin, end);
     });
     const int least = parameters.min_disparity / 4;
-    // Twice the range shows what is too near; the types of the search end at 320 levels.
-    const int end = std::min(parameters.max_disparity / 2 + 1, least + kMaxLevels);
-    quarter_.begin(width, height, least, end - least);
+    // One level more than a quarter of them, since the last one is never taken.
+    quarter_.begin(width, height, least, parameters.max_disparity / 4 + 2 - least);
     quarter_map_.resize(width, height);
     quarter_.run(quarter_left_.view(), quarter_right_.view(), kQuarterSpecklePixels,
                  kHalfSpeckleStep, quarter_map_.view());
+}
+
+void SgmMatcher::findTooNear(const MatchParameters& parameters) {
+    const int width = halfSize(quarter_left_.width()), height = halfSize(quarter_left_.height());
+    eighth_left_.resize(width, height);
+    eighth_right_.resize(width, height);
+    forRows(height, [&](int begin, int end) {
+        halveRows(quarter_left_.view(), eighth_left_.view(), begin, end);
+        halveRows(quarter_right_.view(), eighth_right_.view(), begin, end);
+    });
+    const int least = parameters.min_disparity / 8;
+    // Four times the range; the types of the search end at 320 levels.
+    eighth_.begin(width, height, least, std::min(parameters.max_disparity / 2 - least, kMaxLevels));
+    eighth_map_.resize(width, height);
+    eighth_.run(eighth_left_.view(), eighth_right_.view(), kEighthSpecklePixels, kHalfSpeckleStep,
+                eighth_map_.view());
+    too_near_.find(eighth_map_.view(), 8, parameters.max_disparity);
 }
 
 void SgmMatcher::matchHalf(const MatchParameters& parameters) {
@@ -168,9 +187,8 @@ Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParamet
     else
         matchFull(left, right, parameters, map);
     removeUnsure(parameters.confidence_threshold, map);
-    forRows(left.height, [&](int begin, int end) {
-        markTooNear(quarter_map_.view(), parameters.max_disparity, map, begin, end);
-    });
+    findTooNear(parameters);
+    forRows(left.height, [&](int begin, int end) { too_near_.mark(map, begin, end); });
     if (parameters.fill)
         fill_.fill(left, map);
     return {};

@@ -1,18 +1,38 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "camera/base/disparity.h"
 #include "camera/base/image.h"
 
 namespace kova::camera {
 
-/// Marks rows [begin, end) of a map where a search at a quarter of the size, over twice the range,
-/// found something nearer than the full search can see: such a pixel is kTooNearDisparity, whatever
-/// the full search took for its match. Only pixels count whose four neighbours are too near as
-/// well, so that a single wrong match marks nothing.
+/// Tells what is nearer than the full search can see, from a search of a small copy of the pictures
+/// over a range several times as large.
 ///
-/// @param quarter        disparities at a quarter of the size [1/16 px of that size]
-/// @param max_disparity  of the full search [px]
-void markTooNear(const ImageView<const std::uint16_t>& quarter, int max_disparity,
-                 DisparityMap& map, int begin, int end);
+///  - Where its best match lies beyond the full search's range, the pixel is kTooNearDisparity,
+///    whatever the full search took for its match. Only areas count in which some small pixel has
+///    four such neighbours, so that a single wrong match marks nothing.
+///  - A pixel of the right picture that shows such an area shows nothing else: what the full search
+///    matched with it is invalid. This is what lies hidden behind the area, and the part of it
+///    whose place is outside of the right picture.
+class TooNear {
+public:
+    /// @param small          disparities of the small pictures [1/16 px of theirs]
+    /// @param factor         how much smaller they are
+    /// @param max_disparity  of the full search [px]
+    void find(const ImageView<const std::uint16_t>& small, int factor, int max_disparity);
+
+    /// Applies what was found to the rows [begin, end) of a map of the full size.
+    void mark(DisparityMap& map, int begin, int end) const;
+
+private:
+    enum : std::uint8_t { kMarked = 1, kShownRight = 2 };
+
+    Image<std::uint8_t> flags_;       ///< of the small pixels; kShownRight of the right picture's
+    std::vector<std::uint8_t> rows_;  ///< 1 where a row has any
+    int factor_ = 1;
+};
 
 }  // namespace kova::camera

@@ -6,7 +6,6 @@
 #include "camera/base/parallel.h"
 #include "camera/matching/confidence.h"
 #include "camera/matching/eye_check.h"
-#include "camera/matching/fill.h"
 #include "camera/matching/half_size.h"
 #include "camera/matching/median.h"
 #include "camera/matching/narrow.h"
@@ -246,7 +245,7 @@ TEST(NarrowSearch, DoesNotCountWhatTheRightEyeDoesNotSee) {
     EXPECT_EQ(80 + sgm::kNarrowMargin + 2, search.ranges[1].end);
 }
 
-TEST(TooNear, MarksTheInsideOfWhatTheSmallSearchFoundBeyondTheRange) {
+TEST(TooNear, MarksWhatTheSmallSearchFoundBeyondTheRange) {
     Image<std::uint16_t> quarter(12, 10);
     quarter.fill(4 * kDisparityScale);
     for (int y = 2; y < 7; ++y)
@@ -256,51 +255,57 @@ TEST(TooNear, MarksTheInsideOfWhatTheSmallSearchFoundBeyondTheRange) {
     map.resize(47, 39);
     map.disparity.fill(300);
     map.confidence.fill(120);
-    markTooNear(quarter.view(), 64, map, 0, 39);
+    TooNear too_near;
+    too_near.find(quarter.view(), 4, 64);
+    too_near.mark(map, 0, 39);
     for (int y = 0; y < 39; ++y)
         for (int x = 0; x < 47; ++x) {
-            const bool inside = x / 4 > 3 && x / 4 < 7 && y / 4 > 2 && y / 4 < 6;
+            const int u = x / 4, v = y / 4;
+            const bool corner = (u == 3 || u == 7) && (v == 2 || v == 6);
+            const bool inside = u >= 3 && u < 8 && v >= 2 && v < 7 && !corner;
             ASSERT_EQ(inside ? kTooNearDisparity : 300, map.disparity.at(x, y)) << x << ", " << y;
             ASSERT_EQ(inside ? 0 : 120, map.confidence.at(x, y));
         }
 }
 
-TEST(EdgeAwareFill, FillsUpToTheEdgeOfThePicture) {
-    // A bright object in front of a dark wall; the hole spans the border between both.
-    Image<std::uint8_t> grey(40, 10);
+TEST(TooNear, RejectsWhatWasMatchedWithItsPlaceInTheRightPicture) {
+    // Small pixels 20 to 29 are too near and lie at 0 to 9 of the right picture; what has more than
+    // one neighbour inside counts: 1 to 8.
+    Image<std::uint16_t> quarter(30, 12);
+    quarter.fill(kInvalidDisparity);
+    for (int y = 0; y < 12; ++y)
+        for (int x = 20; x < 30; ++x) quarter.at(x, y) = 20 * kDisparityScale;
     DisparityMap map;
-    map.resize(40, 10);
-    for (int y = 0; y < 10; ++y)
-        for (int x = 0; x < 40; ++x) {
-            grey.at(x, y) = x < 20 ? 200 : 40;
-            map.disparity.at(x, y) = x < 10 ? 640 : x >= 36 ? 160 : kInvalidDisparity;
-            map.confidence.at(x, y) = isDisparity(map.disparity.at(x, y)) ? 150 : 0;
-        }
-    map.disparity.at(38, 5) = kTooNearDisparity;
-    map.confidence.at(38, 5) = 0;
-    EdgeAwareFill fill;
-    fill.fill(grey.view(), map);
-    for (int y = 0; y < 10; ++y)
-        for (int x = 0; x < 40; ++x) {
-            if (x == 38 && y == 5) {
-                EXPECT_EQ(kTooNearDisparity, map.disparity.at(x, y));
-                EXPECT_EQ(0, map.confidence.at(x, y));
-                continue;
-            }
-            EXPECT_EQ(x < 20 ? 640 : 160, map.disparity.at(x, y)) << x << ", " << y;
-            EXPECT_EQ(x < 10 || x >= 36 ? 150 : kFilledConfidence, map.confidence.at(x, y));
-        }
+    map.resize(120, 48);
+    map.disparity.fill(10 * kDisparityScale);
+    map.confidence.fill(120);
+    TooNear too_near;
+    too_near.find(quarter.view(), 4, 64);
+    too_near.mark(map, 0, 48);
+    for (int x = 0; x < 120; ++x) {
+        const int right = (x - 10) / 4;
+        const bool hidden = x >= 10 && right >= 1 && right <= 9;
+        ASSERT_EQ(x >= 80  ? kTooNearDisparity
+                  : hidden ? kInvalidDisparity
+                           : 10 * kDisparityScale,
+                  map.disparity.at(x, 24))
+            << x;
+    }
+    EXPECT_EQ(10 * kDisparityScale, map.disparity.at(5, 24)) << "its partner is outside";
 }
 
-TEST(EdgeAwareFill, LeavesAMapWithoutDisparitiesAsItIs) {
-    Image<std::uint8_t> grey(8, 8);
+TEST(TooNear, ForgetsTheFrameBefore) {
+    Image<std::uint16_t> quarter(8, 8);
+    quarter.fill(30 * kDisparityScale);
     DisparityMap map;
-    map.resize(8, 8);
-    map.disparity.fill(kInvalidDisparity);
-    EdgeAwareFill fill;
-    fill.fill(grey.view(), map);
-    EXPECT_EQ(kInvalidDisparity, map.disparity.at(3, 3));
-    EXPECT_EQ(0, map.confidence.at(3, 3));
+    map.resize(32, 32);
+    map.disparity.fill(160);
+    TooNear too_near;
+    too_near.find(quarter.view(), 4, 64);
+    quarter.fill(3 * kDisparityScale);
+    too_near.find(quarter.view(), 4, 64);
+    too_near.mark(map, 0, 32);
+    EXPECT_EQ(160, map.disparity.at(16, 16));
 }
 
 TEST(Confidence, TablesAscendWithinTheirBounds) {
