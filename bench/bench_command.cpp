@@ -8,6 +8,7 @@
 
 #include "bench/depth/depth_bench.h"
 #include "bench/depth/fit_confidence.h"
+#include "bench/depth/simulator_bench.h"
 #include "bench/detection/detection_bench.h"
 #include "bench/speed/pipeline_bench.h"
 #include "bench/speed/speed_bench.h"
@@ -27,6 +28,7 @@ public:
 
 private:
     int runDepth() const;
+    int runSimulator() const;
     int runConfidence() const;
     int runSpeed() const;
     void declareDetection(CLI::App& app);
@@ -42,9 +44,10 @@ private:
     std::string recording_, mode_ = "fast";
     int frames_ = 60;
     std::string data_, pairs_ = KOVA_BENCH_FOLDER "/pairs_reporting.txt";
-    bool json_ = false, groups_only_ = false, all_targets_ = false;
+    bool json_ = false, groups_only_ = false, all_targets_ = false, simulator_ = false;
     int threads_ = 2, runs_ = 21;
     DetectionBenchOptions drives_;
+    SimulatorBenchOptions simulated_;
     std::string size_ = "640x400";
     bool quick_ = false;
 };
@@ -62,6 +65,18 @@ void BenchCommand::declare(CLI::App& app) {
     common(depth_);
     depth_->add_option("--pairs", pairs_, "List of pairs")->capture_default_str();
     depth_->add_flag("--groups", groups_only_, "Only the means of the groups");
+    depth_->add_flag("--simulator", simulator_,
+                     "Simulated scenes instead: depth errors at 1 to 6 m, and what is too near");
+    depth_->add_option("--seeds", simulated_.seeds, "With --simulator: drives per scene")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000));
+    depth_
+        ->add_option("--seed-base", simulated_.seed_base,
+                     "With --simulator: first seed; those below 1000 are for tuning")
+        ->capture_default_str();
+    depth_->add_option("--scenes", simulated_.scenes, "With --simulator: only these")
+        ->delimiter(',')
+        ->check(CLI::IsMember(simulatorBenchScenes()));
     confidence_ =
         app.add_subcommand("confidence", "Fit the tables of confidences on the tuning pairs");
     common(confidence_);
@@ -156,6 +171,16 @@ int BenchCommand::runDepth() const {
     return 0;
 }
 
+int BenchCommand::runSimulator() const {
+    SimulatorReport report;
+    if (camera::Status status = benchSimulator(simulated_, report); !status.ok()) {
+        std::fprintf(stderr, "kova bench: %s\n", status.message().c_str());
+        return 1;
+    }
+    std::fputs((json_ ? simulatorJson(report) : simulatorTable(report)).c_str(), stdout);
+    return 0;
+}
+
 int BenchCommand::runConfidence() const {
     std::vector<TruePair> pairs;
     if (camera::Status status = readPairs(KOVA_BENCH_FOLDER "/pairs_tuning.txt", pairs);
@@ -222,7 +247,7 @@ int BenchCommand::run() {
     if (pipeline_->parsed())
         return runPipeline();
     if (depth_->parsed())
-        return runDepth();
+        return simulator_ ? runSimulator() : runDepth();
     return confidence_->parsed() ? runConfidence() : runSpeed();
 }
 
