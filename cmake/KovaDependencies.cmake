@@ -1,8 +1,10 @@
 # Libraries of the distribution; packaging/debian-packages.txt names their packages.
 find_package(PkgConfig REQUIRED)
-find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Test LinguistTools)
-find_package(OpenGL REQUIRED)
-find_package(GLEW REQUIRED)
+if(KOVA_VIEWER)
+    find_package(Qt5 5.15 REQUIRED COMPONENTS Core Gui Widgets Test LinguistTools)
+    find_package(OpenGL REQUIRED)
+    find_package(GLEW REQUIRED)
+endif()
 find_package(Eigen3 3.3 REQUIRED NO_MODULE)
 find_package(OpenCV 4 REQUIRED COMPONENTS core imgproc imgcodecs calib3d features2d aruco)
 find_package(TBB REQUIRED)
@@ -15,6 +17,11 @@ find_package(yaml-cpp REQUIRED)
 pkg_check_modules(ZSTD REQUIRED IMPORTED_TARGET libzstd)
 pkg_check_modules(TURBOJPEG REQUIRED IMPORTED_TARGET libturbojpeg)
 pkg_check_modules(HWY REQUIRED IMPORTED_TARGET libhwy)
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    # Vectors of unknown length cannot be kept in arrays, as some kernels do; NEON is on every CPU.
+    target_compile_definitions(PkgConfig::HWY INTERFACE
+        "HWY_DISABLED_TARGETS=(HWY_SVE|HWY_SVE2|HWY_SVE_256|HWY_SVE2_128)")
+endif()
 
 set(KOVA_HAVE_CUDA OFF)
 if(NOT KOVA_CUDA STREQUAL "OFF")
