@@ -55,6 +55,8 @@ std::string simulatorTable(const SimulatorReport& report) {
            "wrong", "sure", "too near by mistake, of the others");
     for (const SimulatorRow& row : report.rows) {
         const NearErrors& n = row.near;
+        if (n.pixels == 0)
+            continue;
         append(text, "%-12s %-14s %9.0f %9.2f %9.2f %9.2f | %9.3f\n", row.scene.c_str(),
                row.method.c_str(), n.pixels, percent(n.marked, n.pixels),
                percent(n.wrong, n.pixels), percent(n.confident_wrong, n.pixels),
