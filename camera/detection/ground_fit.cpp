@@ -25,7 +25,10 @@ constexpr double kMaxRoll = 15 * kDegree;
 constexpr double kMaxGravityError = 10 * kDegree;
 constexpr int kHypotheses = 200;
 constexpr std::size_t kMaxScored = 1500;
-constexpr std::size_t kMaxRefined = 8000;
+constexpr std::size_t kRounds = 5;
+constexpr std::size_t kFirstScored = kMaxScored / kRounds;
+constexpr float kHopeless = 0.6f;  // of the best score so far
+constexpr std::size_t kMaxRefined = 4000;
 constexpr float kMinArea = 0.02f;
 constexpr float kMinPlaneDisparity = 1;
 constexpr int kIterations = 6;
@@ -81,24 +84,25 @@ void GroundFitter::collect(const CellGrid& grid) {
             samples_.push_back(sample);
         }
     }
+    // In rounds over the whole picture, so that the first ones are a fair part.
     const std::size_t step = std::max<std::size_t>(1, samples_.size() / kMaxScored);
-    for (std::size_t i = 0; i < samples_.size(); i += step)
-        scored_.push_back(static_cast<std::uint32_t>(i));
+    for (std::size_t round = 0; round < kRounds; ++round)
+        for (std::size_t i = round * step; i < samples_.size(); i += kRounds * step)
+            scored_.push_back(samples_[i]);
 }
 
 /// Explained cells less those clearly below, weighted, times how well the priors agree.
-float GroundFitter::score(const GroundModel& model, const GroundPrior& prior) const {
+float GroundFitter::score(const GroundModel& model, const GroundPrior& prior, float to_beat) const {
     float sum = 0;
     const float a = static_cast<float>(model.a);
     const float b = static_cast<float>(model.b);
     const float c = static_cast<float>(model.c);
     const float min_gradient = 0.4f * b;
     const float max_gradient = 2.5f * b;
-    for (const std::uint32_t i : scored_) {
-        const Sample& sample = samples_[i];
+    const auto add = [&](const Sample& sample) {
         const float s = a * sample.u + b * sample.v + c;
         if (s < kMinPlaneDisparity)
-            continue;
+            return;
         // Narrower than for labels: a plane that compromises between two levels must not win.
         const float tolerance = 0.35f + 0.012f * s;
         const float r = sample.d - s;
@@ -109,7 +113,13 @@ float GroundFitter::score(const GroundModel& model, const GroundPrior& prior) co
             const float t = r / tolerance;
             sum += sample.weight * (1 - t * t);
         }
-    }
+    };
+    // A part of the cells tells most planes that are far from the best one.
+    const std::size_t first = std::min(scored_.size(), kFirstScored);
+    for (std::size_t i = 0; i < first; ++i) add(scored_[i]);
+    if (sum * static_cast<float>(scored_.size()) < kHopeless * to_beat * static_cast<float>(first))
+        return 0;
+    for (std::size_t i = first; i < scored_.size(); ++i) add(scored_[i]);
     double disagreement = 0;
     if (prior.has_gravity) {
         const double e = angleBetween(model.down, prior.down) / kGravitySigma;
@@ -133,7 +143,7 @@ GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const Ground
     if (prior.has_track && plausible(prior.track, prior)) {
         model = prior.track;
         model.flat = true;
-        best = score(model, prior);
+        best = score(model, prior, 0);
     }
     if (ground_like_.size() < 30)
         return model;
@@ -172,7 +182,7 @@ GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const Ground
         }
         if (!ok || !plausible(trial, prior))
             continue;
-        const float value = score(trial, prior);
+        const float value = score(trial, prior, best);
         if (value > best) {
             best = value;
             model = trial;
@@ -184,8 +194,11 @@ GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const Ground
 void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& prior,
                           GroundModel& model) const {
     constexpr double kCellSigma = 0.35;  // [px] of one independent measurement
-    const std::size_t stride = std::max<std::size_t>(1, samples_.size() / kMaxRefined);
     for (int iteration = 0; iteration < kIterations; ++iteration) {
+        // On the way a part of the cells will do.
+        const std::size_t stride =
+            iteration < kIterations - 2 ? samples_.size() / kMaxRefined + 1 : 1;
+        const double stand_for = static_cast<double>(stride) / (kCellSigma * kCellSigma);
         // d = A x + B y + C in normalised picture coordinates: (A, B, C) is the plane's normal,
         // scaled, so that the priors are linear.
         Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
@@ -206,7 +219,7 @@ void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& 
                 continue;
             const double tukey = (1 - t * t) * (1 - t * t);
             add({(sample.u - geometry.cx) / geometry.fx, (sample.v - geometry.cy) / geometry.fy, 1},
-                sample.d, tukey * sample.weight / (kCellSigma * kCellSigma));
+                sample.d, stand_for * tukey * sample.weight);
         }
         const double scale = model.b * geometry.fy;
         const auto angle = [&](const std::array<double, 3>& down, double sigma, bool pitch) {

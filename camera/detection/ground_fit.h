@@ -48,7 +48,8 @@ private:
         float weight;
     };
     void collect(const CellGrid& grid);
-    float score(const GroundModel& model, const GroundPrior& prior) const;
+    /// @return 0 for what is clearly below `to_beat`
+    float score(const GroundModel& model, const GroundPrior& prior, float to_beat) const;
     GroundModel search(const RectifiedGeometry& geometry, const GroundPrior& prior,
                        float& best) const;
     void refine(const RectifiedGeometry& geometry, const GroundPrior& prior,
@@ -57,7 +58,7 @@ private:
 
     std::vector<Sample> samples_;             ///< every measured cell
     std::vector<std::uint32_t> ground_like_;  ///< samples whose disparity grows downwards
-    std::vector<std::uint32_t> scored_;       ///< a thinned set of all samples
+    std::vector<Sample> scored_;              ///< a thinned set of all samples
 };
 
 }  // namespace kova::camera

@@ -12,6 +12,7 @@ namespace {
 
 constexpr int kKnots = GroundModel::kKnots;
 constexpr int kIntervals = kKnots - 1;
+constexpr int kColumnStep = 2;
 constexpr int kSubBins = 8;  // per interval
 constexpr int kStates = 41;
 constexpr float kLowest = -6;  // offset of state 0 [px]
@@ -31,11 +32,12 @@ float offsetOf(int state) {
     return kLowest + kStep * static_cast<float>(state);
 }
 
-/// Calls body(s, d, gradient, weight) for every measured cell below the horizon.
+/// Calls body(s, d, gradient, weight) for the measured cells below the horizon of every other
+/// column: neighbours say much the same.
 template <typename Body>
 void forEachCell(const CellGrid& grid, const GroundModel& model, const Body& body) {
     const int reach = std::max(1, 8 / grid.binPx());
-    for (int column = 0; column < grid.columns(); ++column) {
+    for (int column = 0; column < grid.columns(); column += kColumnStep) {
         const double u = grid.centreX(column);
         for (int bin = reach; bin + reach < grid.bins(); ++bin) {
             const std::size_t cell = grid.index(column, bin);
@@ -48,7 +50,8 @@ void forEachCell(const CellGrid& grid, const GroundModel& model, const Body& bod
                 continue;
             const float gradient = (grid.disparity[cell + reach] - grid.disparity[cell - reach]) /
                                    static_cast<float>(2 * reach * grid.binPx());
-            body(s, grid.disparity[cell], gradient, grid.weight[cell] * grid.confidence[cell]);
+            body(s, grid.disparity[cell], gradient,
+                 kColumnStep * grid.weight[cell] * grid.confidence[cell]);
         }
     }
 }
