@@ -1,12 +1,15 @@
 #include "bench/detection/detection_bench.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <limits>
+#include <thread>
 #include <utility>
 
 #include "bench/detection/drive_cache.h"
 #include "bench/detection/explain.h"
+#include "camera/base/parallel.h"
 #include "camera/detection/detector.h"
 #include "camera/matching/matcher.h"
 #include "camera/simulation/sequence.h"
@@ -72,11 +75,17 @@ void toFindings(const camera::DetectionFrame& frame, Findings& out) {
         if (s.confirmed)
             out.obstacles.push_back({s.x_begin, s.x_end, s.disparity, s.too_near});
     out.ground_map = frame.ground_map.clone();
-    out.free_columns.assign(static_cast<std::size_t>(frame.width), 0);
+    out.states.assign(static_cast<std::size_t>(frame.width), camera::ColumnState::kUnknown);
     for (const camera::ColumnRange& c : frame.columns)
-        if (c.state == camera::ColumnState::kFree)
-            std::fill(out.free_columns.begin() + c.x_begin, out.free_columns.begin() + c.x_end, 1);
+        std::fill(out.states.begin() + c.x_begin, out.states.begin() + c.x_end, c.state);
 }
+
+/// What came of one drive: the scores of fast, medium and the plain detector.
+struct DriveResult {
+    Status status;
+    Scores scores[3];
+    std::string explained;
+};
 
 class Drive {
 public:
@@ -86,8 +95,7 @@ public:
         lanes_[1].name = "medium", lanes_[1].mode = WorkMode::kMedium;
     }
 
-    /// Adds the frames of one drive to the scores of fast, medium and the plain detector.
-    Status run(std::uint32_t seed, Scores (&scores)[3]) {
+    Status run(std::uint32_t seed, DriveResult& result) {
         camera::SceneOptions scene_options;
         scene_options.texture_scale = options_.texture;
         if (!group_.own_height)
@@ -133,8 +141,9 @@ public:
             where_ =
                 std::string(group_.name) + " " + std::to_string(seed) + "/" + std::to_string(i);
             if (i >= kWarmUp)
-                judge(frame.raw, frame.truth, sequence.scene(), scores);
+                judge(frame.raw, frame.truth, sequence.scene(), result);
         }
+        for (Scores& scores : result.scores) scores.closeDrive();
         if (!known)
             cache.store(about, kept);
         return {};
@@ -172,23 +181,21 @@ private:
     }
 
     void judge(const camera::RawFrame& raw, const camera::FrameTruth& truth,
-               const camera::Scene& scene, Scores (&scores)[3]) {
+               const camera::Scene& scene, DriveResult& result) {
         const double t_s = static_cast<double>(raw.t_ns) * 1e-9 + 0.5e-6 * raw.exposure_us;
         judgeTruth(truth, scene, t_s, geometry_, eye(raw, 0), truth_);
         const int column_px = lanes_[0].frame.column_px;
         for (int i = 0; i < 2; ++i) {
             toFindings(lanes_[i].frame, findings_);
-            score(findings_, truth_, geometry_, kLevels, column_px, scores[i]);
+            score(findings_, truth_, geometry_, kLevels, column_px, result.scores[i]);
             if (options_.explain)
-                std::fputs(explain(where_ + " " + lanes_[i].name, lanes_[i].frame, lanes_[i].map,
-                                   findings_, truth_, kLevels)
-                               .c_str(),
-                           stderr);
+                result.explained += explain(where_ + " " + lanes_[i].name, lanes_[i].frame,
+                                            lanes_[i].map, findings_, truth_, kLevels);
         }
         if (!options_.plain)
             return;
         detectPlainly(eye(raw, 0), eye(raw, 1), geometry_, kLevels, findings_);
-        score(findings_, truth_, geometry_, kLevels, column_px, scores[2]);
+        score(findings_, truth_, geometry_, kLevels, column_px, result.scores[2]);
     }
 
     const Group& group_;
@@ -200,6 +207,28 @@ private:
     SceneTruth truth_;
     Findings findings_;
 };
+
+/// The drives of a group, several at a time: much of what a drive costs is done in one thread.
+/// Their results do not depend on that and come in the order of the seeds.
+std::vector<DriveResult> runDrives(const Group& group, const DetectionBenchOptions& options) {
+    std::vector<DriveResult> results(static_cast<std::size_t>(options.seeds));
+    std::atomic<int> next = 0, done = 0;
+    const auto work = [&] {
+        Drive drive(group, options);
+        for (int i = next++; i < options.seeds; i = next++) {
+            DriveResult& result = results[static_cast<std::size_t>(i)];
+            result.status = drive.run(options.seed_base + static_cast<std::uint32_t>(i), result);
+            if (const int count = ++done; options.progress)
+                std::fprintf(stderr, "%s %d/%d\n", group.name, count, options.seeds);
+        }
+    };
+    std::vector<std::thread> others;
+    for (int i = 1; i < std::min(camera::threadCount(), options.seeds); ++i)
+        others.emplace_back(work);
+    work();
+    for (std::thread& thread : others) thread.join();
+    return results;
+}
 
 }  // namespace
 
@@ -223,13 +252,11 @@ Status benchDetection(const DetectionBenchOptions& options, DetectionReport& rep
                                                  group.name) == options.groups.end())
             continue;
         Scores scores[3];
-        Drive drive(group, options);
-        for (int i = 0; i < options.seeds; ++i) {
-            if (Status s = drive.run(options.seed_base + static_cast<std::uint32_t>(i), scores);
-                !s.ok())
-                return s;
-            if (options.progress)
-                std::fprintf(stderr, "%s %d/%d\n", group.name, i + 1, options.seeds);
+        for (const DriveResult& result : runDrives(group, options)) {
+            if (!result.status.ok())
+                return result.status;
+            std::fputs(result.explained.c_str(), stderr);
+            for (int k = 0; k < detectors; ++k) scores[k].add(result.scores[k]);
         }
         for (int k = 0; k < detectors; ++k) {
             report.rows.push_back({group.name, kDetectors[k], scores[k]});

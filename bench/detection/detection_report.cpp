@@ -29,7 +29,7 @@ std::string rowText(const DetectionRow& row) {
     std::snprintf(text, sizeof text, "%-12s %-7s %5d %6.0f", row.group.c_str(),
                   row.detector.c_str(), s.frames, s.all.all);
     std::string line = text + rateText(s.all);
-    const auto low = s.low.interval();
+    const auto low = s.low.intervalByDrive();
     std::snprintf(text, sizeof text, "[%5.1f-%5.1f]", low[0], low[1]);
     line += rateText(s.low) + (s.low.all > 0 ? text : "             ");
     line += rateText(s.high) + rateText(s.near) + rateText(s.overhead);
@@ -70,11 +70,59 @@ std::string curveText(const DetectionReport& report) {
     return text;
 }
 
+/// What is said of columns that show something nearer than the search.
+std::string tooNearText(const DetectionReport& report) {
+    static constexpr char kTitle[] =
+        "\nColumns with something too near, said to be [%]:\n"
+        "                      columns  free unknown occupied too near  frames with free\n";
+    std::string text;
+    for (const DetectionRow& row : report.rows) {
+        const Scores& s = row.scores;
+        if (s.free_at_too_near.all <= 0 || row.group == "all" || row.detector == "plain")
+            continue;
+        char part[160];
+        std::snprintf(part, sizeof part, "%-12s %-8s %8.0f %5.1f %7.1f %8.1f %8.1f  %.0f of %.0f\n",
+                      row.group.c_str(), row.detector.c_str(), s.free_at_too_near.all,
+                      s.free_at_too_near.percent(), s.too_near_unknown.percent(),
+                      s.too_near_occupied.percent(), s.too_near_named.percent(), s.free_frames.hits,
+                      s.free_frames.all);
+        text += part;
+    }
+    return text.empty() ? text : kTitle + text;
+}
+
+/// Where the plain detector finds nearly as much as medium, a group is too easy, unless it pays
+/// with false alarms.
+std::string plainText(const DetectionReport& report) {
+    std::string text;
+    for (std::size_t i = 0; i + 2 < report.rows.size(); ++i) {
+        const DetectionRow &medium = report.rows[i + 1], &plain = report.rows[i + 2];
+        if (medium.detector != "medium" || plain.detector != "plain" ||
+            medium.scores.low.all <= 0 || medium.scores.frames <= 0)
+            continue;
+        if (plain.scores.low.percent() < medium.scores.low.percent() - 2)
+            continue;
+        char part[160];
+        std::snprintf(part, sizeof part,
+                      "  %-12s plain %5.1f %% and %.2f false alarms a frame, medium %5.1f %% and "
+                      "%.2f\n",
+                      plain.group.c_str(), plain.scores.low.percent(),
+                      plain.scores.false_positives / double(plain.scores.frames),
+                      medium.scores.low.percent(),
+                      medium.scores.false_positives / double(medium.scores.frames));
+        text += part;
+    }
+    return text.empty()
+               ? text
+               : "\nThe plain detector finds at most 2 points less than medium in:\n" + text;
+}
+
 nlohmann::json rateJson(const Rate& rate) {
     return {{"hits", rate.hits},
             {"of", rate.all},
             {"percent", rate.percent()},
-            {"interval_percent", rate.interval()}};
+            {"interval_percent", rate.interval()},
+            {"interval_by_drive_percent", rate.intervalByDrive()}};
 }
 
 nlohmann::json errorsJson(const std::vector<double>& errors) {
@@ -95,7 +143,7 @@ std::string detectionTable(const DetectionReport& report) {
     std::snprintf(
         text, sizeof text,
         "all: objects within 12 m found [%%]; >=20, >=50: of 20 and 50 cm and more with C >= %.1f "
-        "px\n(95 %% interval, instances as independent); near: of 20 cm and more within %d m; "
+        "px\n(95 %% interval, by drive); near: of 20 cm and more within %d m; "
         "over: overhead;\n",
         judgedContrast(o.width), o.width >= 1000 ? 6 : 3);
     out += text;
@@ -108,7 +156,7 @@ std::string detectionTable(const DetectionReport& report) {
         "group        detect. frame   objs   all  >=20                >=50  near  over      FP "
         "right label   o>g  pitch         roll         height       off  none  free\n";
     for (const DetectionRow& row : report.rows) out += rowText(row);
-    return out + curveText(report);
+    return out + curveText(report) + tooNearText(report) + plainText(report);
 }
 
 std::string detectionReportJson(const DetectionReport& report) {
@@ -143,7 +191,11 @@ std::string detectionReportJson(const DetectionReport& report) {
                                 {"height_percent", errorsJson(s.height_percent)},
                                 {"plane_over_half_degree", rateJson(s.plane_far_off)},
                                 {"no_ground", rateJson(s.no_ground)},
-                                {"free_at_too_near", rateJson(s.free_at_too_near)}});
+                                {"free_at_too_near", rateJson(s.free_at_too_near)},
+                                {"frames_free_at_too_near", rateJson(s.free_frames)},
+                                {"too_near_called_unknown", rateJson(s.too_near_unknown)},
+                                {"too_near_called_occupied", rateJson(s.too_near_occupied)},
+                                {"too_near_called_too_near", rateJson(s.too_near_named)}});
     }
     return json.dump(2) + "\n";
 }

@@ -118,7 +118,7 @@ void detectPlainly(const camera::ImageView<const std::uint8_t>& left,
     matchBaseline(kBaselines[1], left, right, levels, true, map);
     out.obstacles.clear();
     out.ground_map.resize(geometry.width, geometry.height);
-    out.free_columns.assign(static_cast<std::size_t>(geometry.width), 0);
+    out.states.assign(static_cast<std::size_t>(geometry.width), camera::ColumnState::kUnknown);
     out.has_ground = findPlane(map, geometry, out.ground);
     cv::Mat obstacle(geometry.height, geometry.width, CV_8U, cv::Scalar(0));
     for (int y = 0; y < geometry.height; ++y)

@@ -4,6 +4,7 @@
 
 #include "camera/base/image.h"
 #include "camera/calibration/stereo_calibration.h"
+#include "camera/detection/detection_frame.h"
 #include "camera/detection/ground_model.h"
 
 namespace kova::bench {
@@ -19,9 +20,9 @@ struct FoundColumn {
 struct Findings {
     bool has_ground = false;
     camera::GroundModel ground;
-    std::vector<FoundColumn> obstacles;      ///< by column
-    camera::Image<std::uint8_t> ground_map;  ///< 0 obstacle, 127 not sure, 255 ground
-    std::vector<std::uint8_t> free_columns;  ///< per pixel column; 1: said to be free
+    std::vector<FoundColumn> obstacles;       ///< by column
+    camera::Image<std::uint8_t> ground_map;   ///< 0 obstacle, 127 not sure, 255 ground
+    std::vector<camera::ColumnState> states;  ///< per pixel column
 };
 
 /// What is commonly built: a plane by RANSAC (Fischler and Bolles, 1981) on the disparities of

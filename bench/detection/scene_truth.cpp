@@ -98,10 +98,11 @@ double outlineOf(const std::vector<Primitive>& parts, const camera::Scene& scene
 struct Seen {
     double both = 0;  ///< pixels of the grid that both eyes see
     std::vector<ObjectColumn> columns;
+    std::vector<Vec3> tops;  ///< of each column, in the world
 };
 
 std::vector<Seen> collectSeen(const camera::FrameTruth& truth, const SceneTruth& out,
-                              std::size_t objects) {
+                              std::size_t objects, const RectifiedGeometry& g) {
     std::vector<Seen> seen(objects);
     for (int x = 0; x < out.disparity.width(); ++x)
         for (int y = 0; y < out.disparity.height(); ++y) {
@@ -112,12 +113,33 @@ std::vector<Seen> collectSeen(const camera::FrameTruth& truth, const SceneTruth&
             const float d = out.disparity.at(x, y);
             if (x % kStep == 0 && y % kStep == 0)
                 s.both += out.in_right.at(x, y);
-            if (s.columns.empty() || s.columns.back().x != x)
+            const Vec3 ray = {static_cast<float>((x - g.cx) / g.fx),
+                              static_cast<float>((y - g.cy) / g.fy), 1};
+            const Vec3 point =
+                truth.pose.position + truth.pose.rotation * ray * truth.depth_mm.at(x, y);
+            if (s.columns.empty() || s.columns.back().x != x) {
                 s.columns.push_back({x, d, d});
+                s.tops.push_back(point);
+            }
+            if (point.y < s.tops.back().y)
+                s.tops.back() = point;
             s.columns.back().nearest = std::max(s.columns.back().nearest, d);
             s.columns.back().farthest = std::min(s.columns.back().farthest, d);
         }
     return seen;
+}
+
+/// Those columns in which the thing rises enough over the ground beside it.
+std::vector<ObjectColumn> risingColumns(const Seen& seen, const camera::SceneObject& thing,
+                                        const camera::Scene& scene) {
+    std::vector<ObjectColumn> rising;
+    const double foot = thing.foot.y - scene.groundY(thing.foot.x, thing.foot.z);
+    for (std::size_t i = 0; i < seen.columns.size(); ++i) {
+        const Vec3& top = seen.tops[i];
+        if (foot + scene.groundY(top.x, top.z) - top.y >= kLowestRiseMm)
+            rising.push_back(seen.columns[i]);
+    }
+    return rising;
 }
 
 }  // namespace
@@ -140,7 +162,7 @@ void judgeTruth(const camera::FrameTruth& truth, const camera::Scene& scene, dou
     findTexture(left, out);
 
     out.objects.clear();
-    std::vector<Seen> seen = collectSeen(truth, out, scene.objects.size());
+    std::vector<Seen> seen = collectSeen(truth, out, scene.objects.size(), geometry);
     const std::vector<Primitive> primitives = scene.primitivesAt(t_s);
     for (std::size_t i = 0; i < seen.size(); ++i) {
         const camera::SceneObject& thing = scene.objects[i];
@@ -164,8 +186,9 @@ void judgeTruth(const camera::FrameTruth& truth, const camera::Scene& scene, dou
         object.distance_mm = scale / nearest;
         object.contrast_px =
             scale * object.height_mm / (scene.path.camera_height_mm * object.distance_mm);
-        object.columns = std::move(seen[i].columns);
-        out.objects.push_back(std::move(object));
+        object.columns = risingColumns(seen[i], thing, scene);
+        if (!object.columns.empty())
+            out.objects.push_back(std::move(object));
     }
 }
 

@@ -7,6 +7,9 @@
 
 namespace kova::bench {
 
+/// What rises less over the ground is no obstacle at the default limits [mm].
+constexpr double kLowestRiseMm = 36;
+
 /// What a column of the picture shows of an object: the range of its disparities [px].
 struct ObjectColumn {
     int x = 0;
@@ -37,8 +40,10 @@ struct SceneTruth {
 
 /// @param left  the picture, for its texture
 /// @param t_s   the frame's time, in the middle of the exposure
-/// Visible is judged against the object's outline without anything before it, the part outside the
-/// picture included. What the right eye sees is found by a z-buffer of the left truth.
+/// Columns in which a thing rises less than kLowestRiseMm, such as the rim of a cone's base, are
+/// not kept: they are no obstacle there. Visible is judged against the object's outline without
+/// anything before it, the part outside the picture included. What the right eye sees is found by a
+/// z-buffer of the left truth.
 void judgeTruth(const camera::FrameTruth& truth, const camera::Scene& scene, double t_s,
                 const camera::RectifiedGeometry& geometry,
                 const camera::ImageView<const std::uint8_t>& left, SceneTruth& out);

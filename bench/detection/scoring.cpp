@@ -24,6 +24,11 @@ bool isObstacle(std::uint8_t label) {
            label == static_cast<std::uint8_t>(SurfaceLabel::kOverhead);
 }
 
+/// A step that is too high to drive over may be reported or not.
+bool mayBeObstacle(std::uint8_t label) {
+    return isObstacle(label) || label == static_cast<std::uint8_t>(SurfaceLabel::kRaised);
+}
+
 bool isGround(std::uint8_t label) {
     return label == static_cast<std::uint8_t>(SurfaceLabel::kGround);
 }
@@ -66,7 +71,7 @@ public:
         set_.assign(static_cast<std::size_t>(width_) * steps_, 0);
         for (int y = 0; y < truth.disparity.height(); ++y)
             for (int x = 0; x < width_; ++x)
-                if (isObstacle(truth.label.at(x, y)))
+                if (mayBeObstacle(truth.label.at(x, y)))
                     set_[index(x, stepOf(truth.disparity.at(x, y)))] = 1;
     }
     bool any(int x_begin, int x_end, float low, float high) const {
@@ -127,8 +132,7 @@ void scoreMap(const Findings& findings, const SceneTruth& truth, double scale, S
 struct PlaneSum {
     cv::Matx33d normal = cv::Matx33d::zeros();
     cv::Vec3d right{0, 0, 0};
-    void add(double u, double v, double z) {
-        const double weight = z * z * z * 1e-9;
+    void add(double u, double v, double z, double weight) {
         const cv::Vec3d row(u * z, z, 1);
         normal += weight * (row * row.t());
         right += weight * v * z * row;
@@ -156,8 +160,10 @@ void scorePlane(const Findings& findings, const SceneTruth& truth, const Rectifi
             if (d <= 0.5f)
                 continue;
             const double u = (x - g.cx) / g.fx, v = (y - g.cy) / g.fy;
-            is.add(u, v, z);
-            said.add(u, v, scale / d);
+            // What a pixel shows of the ground grows with the cube of the distance.
+            const double weight = z * z * z * 1e-9;
+            is.add(u, v, z, weight);
+            said.add(u, v, scale / d, weight);
             ++points;
         }
     const double picture = static_cast<double>((g.width / 3) * (g.height / 3));
@@ -181,26 +187,62 @@ void scorePlane(const Findings& findings, const SceneTruth& truth, const Rectifi
     scores.plane_far_off.hits += pitch > 0.5 || roll > 0.5;
 }
 
-void scoreFree(const Findings& findings, const SceneTruth& truth, int max_disparity,
-               Scores& scores) {
+void scoreTooNear(const Findings& findings, const SceneTruth& truth, int max_disparity,
+                  Scores& scores) {
+    using camera::ColumnState;
+    bool any = false, free = false;
     for (int x = 0; x < truth.disparity.width(); ++x) {
         bool too_near = false;
         for (int y = 0; y < truth.disparity.height(); ++y)
             too_near |= isObstacle(truth.label.at(x, y)) &&
                         truth.disparity.at(x, y) >= static_cast<float>(max_disparity);
-        scores.free_at_too_near.all += too_near;
-        scores.free_at_too_near.hits += too_near && findings.free_columns[x];
+        if (!too_near)
+            continue;
+        any = true;
+        free |= findings.states[x] == ColumnState::kFree;
+        const auto count = [&](Rate& rate, ColumnState state) {
+            rate.all += 1;
+            rate.hits += findings.states[x] == state;
+        };
+        count(scores.free_at_too_near, ColumnState::kFree);
+        count(scores.too_near_unknown, ColumnState::kUnknown);
+        count(scores.too_near_occupied, ColumnState::kOccupied);
+        count(scores.too_near_named, ColumnState::kTooNear);
     }
-}
-
-void addRate(const Rate& from, Rate& to) {
-    to.hits += from.hits;
-    to.all += from.all;
+    scores.free_frames.all += any;
+    scores.free_frames.hits += free;
 }
 
 void append(const std::vector<double>& from, std::vector<double>& to) {
     to.insert(to.end(), from.begin(), from.end());
 }
+
+/// Wilson's 95 % interval [%] of a share p of n.
+std::array<double, 2> wilson(double p, double n) {
+    if (n <= 0)
+        return {0, 100};
+    constexpr double z = 1.96;
+    const double spread = 1 + z * z / n;
+    const double middle = (p + z * z / (2 * n)) / spread;
+    const double half = z * std::sqrt(p * (1 - p) / n + z * z / (4 * n * n)) / spread;
+    return {100 * std::max(0.0, middle - half), 100 * std::min(1.0, middle + half)};
+}
+
+constexpr Rate Scores::*kRates[] = {&Scores::all,
+                                    &Scores::low,
+                                    &Scores::high,
+                                    &Scores::near,
+                                    &Scores::overhead,
+                                    &Scores::map_right,
+                                    &Scores::map_labelled,
+                                    &Scores::obstacle_as_ground,
+                                    &Scores::plane_far_off,
+                                    &Scores::no_ground,
+                                    &Scores::free_at_too_near,
+                                    &Scores::free_frames,
+                                    &Scores::too_near_unknown,
+                                    &Scores::too_near_occupied,
+                                    &Scores::too_near_named};
 
 }  // namespace
 
@@ -244,24 +286,48 @@ std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth
 }
 
 std::array<double, 2> Rate::interval() const {
+    return wilson(all > 0 ? hits / all : 0, all);
+}
+
+std::array<double, 2> Rate::intervalByDrive() const {
+    if (all <= 0 || drives_ < 2)
+        return interval();
+    const double p = hits / all;
+    // Variance of a ratio of sums over drives (Cochran, Sampling Techniques, 1977).
+    const double scatter = hits_hits_ - 2 * p * hits_all_ + p * p * all_all_;
+    const double variance = drives_ / (drives_ - 1) * scatter / (all * all);
+    const double worth = variance > 1e-12 ? p * (1 - p) / variance : 0;
+    return wilson(p, std::clamp(worth, std::min(drives_, all), all));
+}
+
+void Rate::closeDrive() {
     if (all <= 0)
-        return {0, 100};
-    constexpr double z = 1.96;
-    const double p = hits / all, n = all, spread = 1 + z * z / n;
-    const double middle = (p + z * z / (2 * n)) / spread;
-    const double half = z * std::sqrt(p * (1 - p) / n + z * z / (4 * n * n)) / spread;
-    return {100 * std::max(0.0, middle - half), 100 * std::min(1.0, middle + half)};
+        return;
+    drives_ = 1;
+    hits_hits_ = hits * hits;
+    hits_all_ = hits * all;
+    all_all_ = all * all;
+}
+
+void Rate::add(const Rate& other) {
+    hits += other.hits;
+    all += other.all;
+    drives_ += other.drives_;
+    hits_hits_ += other.hits_hits_;
+    hits_all_ += other.hits_all_;
+    all_all_ += other.all_all_;
+}
+
+void Scores::closeDrive() {
+    for (const auto rate : kRates) (this->*rate).closeDrive();
+    for (Rate& rate : curve) rate.closeDrive();
 }
 
 void Scores::add(const Scores& other) {
     frames += other.frames;
     false_positives += other.false_positives;
-    for (const auto rate :
-         {&Scores::all, &Scores::low, &Scores::high, &Scores::near, &Scores::overhead,
-          &Scores::map_right, &Scores::map_labelled, &Scores::obstacle_as_ground,
-          &Scores::plane_far_off, &Scores::no_ground, &Scores::free_at_too_near})
-        addRate(other.*rate, this->*rate);
-    for (std::size_t i = 0; i < curve.size(); ++i) addRate(other.curve[i], curve[i]);
+    for (const auto rate : kRates) (this->*rate).add(other.*rate);
+    for (std::size_t i = 0; i < curve.size(); ++i) curve[i].add(other.curve[i]);
     for (const auto list : {&Scores::pitch_deg, &Scores::roll_deg, &Scores::height_percent})
         append(other.*list, this->*list);
 }
@@ -274,7 +340,7 @@ void score(const Findings& findings, const SceneTruth& truth, const RectifiedGeo
     scores.false_positives += falseRuns(falseColumns(findings, truth, max_disparity, column_px));
     scoreMap(findings, truth, scale, scores);
     scorePlane(findings, truth, geometry, scores);
-    scoreFree(findings, truth, max_disparity, scores);
+    scoreTooNear(findings, truth, max_disparity, scores);
 }
 
 }  // namespace kova::bench

@@ -14,6 +14,17 @@ struct Rate {
     double percent() const { return all > 0 ? 100 * hits / all : 0; }
     /// Wilson's 95 % interval [%], every instance counted as independent.
     std::array<double, 2> interval() const;
+    /// The same for as many instances as the scatter between the drives says they are worth, since
+    /// the frames of a drive show the same things. With nothing or everything hit, the drives
+    /// count.
+    std::array<double, 2> intervalByDrive() const;
+
+    /// To be called when one drive has been counted, before it is added to others.
+    void closeDrive();
+    void add(const Rate& other);
+
+private:
+    double drives_ = 0, hits_hits_ = 0, hits_all_ = 0, all_all_ = 0;  ///< sums over drives
 };
 
 /// Upper borders of the classes of C [px]; one more class lies above the last.
@@ -37,7 +48,11 @@ struct Scores {
     Rate plane_far_off;     ///< ground found, but pitch or roll over 0.5 degrees off
     Rate no_ground;         ///< none found though it fills a fifth of the picture
     Rate free_at_too_near;  ///< columns called free where something is nearer than the search
+    Rate free_frames;       ///< frames in which one such column is, of those that have any
+    Rate too_near_unknown, too_near_occupied, too_near_named;  ///< what such columns are called
 
+    /// Ends a drive for all rates.
+    void closeDrive();
     void add(const Scores& other);
 };
 
@@ -56,7 +71,8 @@ bool isFound(const VisibleObject& object, const Findings& findings);
 bool isJudged(const VisibleObject& object, const camera::RectifiedGeometry& geometry,
               int max_disparity);
 
-/// The columns that lie near no true obstacle.
+/// The columns that lie near no true obstacle. What is raised over the ground, a pavement, may be
+/// called an obstacle; nothing is too far away to be a false one.
 std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
                                       int max_disparity, int column_px);
 
