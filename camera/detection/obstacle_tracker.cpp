@@ -7,10 +7,24 @@ namespace kova::camera {
 
 namespace {
 
-/// How far what was seen may have moved between two frames: columns, and inverse distance.
-constexpr float kConfirmColumns = 3;
-constexpr float kConfirmLog = 0.22f;
-constexpr float kConfirmPx = 1.5f;
+/// How far what was seen may lie from where it is expected: columns, and disparity.
+constexpr float kConfirmColumns = 1.5f;
+constexpr float kConfirmPx = 0.5f;
+constexpr float kConfirmPart = 0.04f;
+/// The same while the camera's motion is looked for.
+constexpr float kMotionColumns = 0.75f;
+constexpr float kMotionPx = 0.3f;
+constexpr float kMotionPart = 0.02f;
+constexpr std::array<float, 12> kAdvances = {50,  100, 150, 200,  300,  400,
+                                             500, 600, 800, 1000, 1200, 1500};  // [mm]
+constexpr float kFastest = 15000;                                               ///< camera [mm/s]
+constexpr float kOwnMotion = 1500;  ///< of obstacles [mm/s]
+constexpr int kMostShift = 4;       ///< turn between two frames [columns]
+/// More time between two frames counts as this much [s].
+constexpr float kLongestPause = 0.3f;
+constexpr std::size_t kMotionSamples = 80;  ///< stixels that are looked at for the motion
+/// Part of the stixels that a motion must explain more than standing still does.
+constexpr float kWorthMoving = 0.05f;
 constexpr float kFollowLog = 0.3f;
 constexpr int kMaxMissed = 3;
 /// An obstacle needs this many columns, or stands on its own evidence.
@@ -35,37 +49,99 @@ void ObstacleTracker::reset() {
     frames_ = 0;
     tracks_.clear();
     next_id_ = 1;
-    for (auto& list : history_) list.clear();
+    for (Look& look : history_) look.seen.clear();
+}
+
+/// Whether a stixel, put back by a motion, lies where something was seen.
+bool ObstacleTracker::wasSeen(const Look& look, const RectifiedGeometry& geometry,
+                              const Motion& motion, const Stixel& stixel, float reach,
+                              float apart) {
+    const float back = stixel.distance_mm / (stixel.distance_mm + motion.advance_mm);
+    const float d = stixel.disparity * back;
+    const auto centre = static_cast<float>(geometry.cx);
+    const float now = 0.5f * static_cast<float>(stixel.x_begin + stixel.x_end);
+    const float u = centre + (now - motion.shift_px - centre) * back;
+    const auto& seen = look.seen;
+    auto it = std::lower_bound(seen.begin(), seen.end(), u - reach,
+                               [](const Seen& one, float value) { return one.u < value; });
+    for (; it != seen.end() && it->u <= u + reach; ++it)
+        if (std::fabs(it->disparity - d) <= apart)
+            return true;
+    return false;
+}
+
+ObstacleTracker::Motion ObstacleTracker::motionSince(const Look& look,
+                                                     const RectifiedGeometry& geometry,
+                                                     const Rotation* rotation, float pause,
+                                                     const DetectionFrame& frame) {
+    const auto width = static_cast<float>(frame.column_px);
+    const std::size_t count = frame.stixels.size();
+    const std::size_t step = 1 + count / kMotionSamples;
+    const auto matched = [&](const Motion& motion) {
+        int matches = 0;
+        for (std::size_t i = 0; i < count; i += step) {
+            const Stixel& s = frame.stixels[i];
+            matches += wasSeen(look, geometry, motion, s, kMotionColumns * width,
+                               kMotionPx + kMotionPart * s.disparity);
+        }
+        return matches;
+    };
+    Motion best;
+    const int standing = matched(best);
+    int most = standing;
+    // Uphill along one axis, then along the other, in either order: what a turn alone explains by
+    // chance must not hide what driving explains.
+    for (const bool turn_first : {false, true}) {
+        Motion own;
+        int own_most = standing;
+        const auto offer = [&](const Motion& motion) {
+            if (const int matches = matched(motion); matches > own_most) {
+                own_most = matches;
+                own = motion;
+            }
+        };
+        for (const bool turning : {turn_first, !turn_first}) {
+            const Motion from = own;
+            for (int k = 1; turning && k <= kMostShift && !rotation; ++k) {
+                offer({from.advance_mm, from.shift_px + width * static_cast<float>(k)});
+                offer({from.advance_mm, from.shift_px - width * static_cast<float>(k)});
+            }
+            for (const float advance : kAdvances)
+                if (!turning && advance <= kFastest * pause)
+                    offer({advance, from.shift_px});
+        }
+        if (own_most > most) {
+            most = own_most;
+            best = own;
+        }
+    }
+    const float more = static_cast<float>(most - standing) * static_cast<float>(step);
+    return more > kWorthMoving * static_cast<float>(count) ? best : Motion();
 }
 
 void ObstacleTracker::confirm(const RectifiedGeometry& geometry, const Rotation* rotation,
                               DetectionFrame& frame) {
-    // Where a direction at infinity moved to; exact for turns about the vertical, close for small
-    // ones.
-    const float shift = rotation ? static_cast<float>(geometry.fx * (*rotation)[2]) : 0;
-    for (auto& list : history_)
-        for (Seen& seen : list) seen.u += shift;
+    if (rotation) {
+        // Where a direction at infinity moved to; exact for turns about the vertical, close for
+        // small ones.
+        const auto shift = static_cast<float>(geometry.fx * (*rotation)[2]);
+        for (Look& look : history_)
+            for (Seen& seen : look.seen) seen.u += shift;
+    }
     const float reach = kConfirmColumns * static_cast<float>(frame.column_px);
-    for (Stixel& stixel : frame.stixels) {
-        const float u = 0.5f * static_cast<float>(stixel.x_begin + stixel.x_end);
-        const auto matches = [&](const Seen& seen) {
-            return std::fabs(seen.u - u) <= reach &&
-                   (std::fabs(std::log(seen.disparity / stixel.disparity)) <= kConfirmLog ||
-                    std::fabs(seen.disparity - stixel.disparity) <= kConfirmPx);
-        };
-        stixel.confirmed = stixel.too_near;
-        for (const auto& list : history_) {
-            if (stixel.confirmed)
-                break;
-            const auto begin =
-                std::lower_bound(list.begin(), list.end(), u - reach,
-                                 [](const Seen& seen, float value) { return seen.u < value; });
-            for (auto it = begin; it != list.end() && it->u <= u + reach; ++it) {
-                if (matches(*it)) {
-                    stixel.confirmed = true;
-                    break;
-                }
-            }
+    for (Stixel& stixel : frame.stixels) stixel.confirmed = stixel.too_near;
+    for (const Look& look : history_) {
+        if (look.seen.empty())
+            continue;
+        const float pause =
+            std::clamp(static_cast<float>(frame.t_ns - look.t_ns) * 1e-9f, 0.0f, kLongestPause);
+        const Motion motion = motionSince(look, geometry, rotation, pause, frame);
+        for (Stixel& stixel : frame.stixels) {
+            const float d = stixel.disparity;
+            const float apart =
+                kConfirmPx + kConfirmPart * d + d / stixel.distance_mm * kOwnMotion * pause;
+            stixel.confirmed =
+                stixel.confirmed || wasSeen(look, geometry, motion, stixel, reach, apart);
         }
     }
 }
@@ -145,7 +221,7 @@ void ObstacleTracker::cluster(const RectifiedGeometry& geometry, DetectionFrame&
 void ObstacleTracker::follow(DetectionFrame& frame) {
     for (Track& track : tracks_) track.taken = false;
     std::vector<Obstacle>& obstacles = frame.obstacles;
-    ids_.assign(obstacles.size(), 0);
+    std::vector<int> ids(obstacles.size(), 0);
     for (std::size_t i = 0; i < obstacles.size(); ++i) {
         Obstacle& o = obstacles[i];
         Track* best = nullptr;
@@ -175,11 +251,11 @@ void ObstacleTracker::follow(DetectionFrame& frame) {
         best->disparity = group_disparity_[i];
         best->missed = 0;
         best->taken = true;
-        ids_[i] = o.id;
+        ids[i] = o.id;
     }
     for (Stixel& stixel : frame.stixels)
         if (stixel.obstacle_id > 0)
-            stixel.obstacle_id = ids_[static_cast<std::size_t>(stixel.obstacle_id) - 1];
+            stixel.obstacle_id = ids[static_cast<std::size_t>(stixel.obstacle_id) - 1];
     for (Track& track : tracks_)
         if (!track.taken)
             ++track.missed;
@@ -201,9 +277,10 @@ void ObstacleTracker::update(const RectifiedGeometry& geometry, const Rotation* 
         confirm(geometry, rotation, frame);
     }
     std::swap(history_[0], history_[1]);
-    history_[0].clear();
+    history_[0].seen.clear();
+    history_[0].t_ns = frame.t_ns;
     for (const Stixel& stixel : frame.stixels)
-        history_[0].push_back(
+        history_[0].seen.push_back(
             {0.5f * static_cast<float>(stixel.x_begin + stixel.x_end), stixel.disparity});
     ++frames_;
 

@@ -13,29 +13,22 @@ constexpr float kUnit10mInMm = 10000;
 constexpr float kReferenceWidth = 1280;
 constexpr float kDegreesPerRadian = 57.29577951f;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-/// Evidence against ground that a stixel needs [nat]: beside others like it, and alone.
-constexpr float kMinEvidence = 6;
-constexpr float kMinEvidenceAlone = 14;
-constexpr float kMinEvidenceHanging = 40;
-/// Mean confidence that a stixel needs: wrong matches of repeated and of far surfaces come with
-/// less, what is really there with 0.9.
-constexpr float kMinConfidence = 0.65f;
-constexpr float kMinConfidenceHanging = 0.8f;
-/// A stixel is sure of itself when its mean confidence reaches this, the more the less its cells
-/// agree: what is mixed of two surfaces scatters and comes with little confidence. An unsure one
-/// needs a sure one beside it.
-constexpr float kSureConfidence = 0.6f;
-constexpr float kSureConfidencePerPx = 0.5f;
+/// Evidence against ground and mean confidence without which a stixel is not even considered.
+constexpr float kMinEvidence = 3;
+constexpr float kMinConfidence = 0.45f;
+/// A drop stands for itself.
+constexpr float kMinDropEvidence = 14;
+constexpr float kMinDropConfidence = 0.65f;
 /// More for one shorter than the minimum length, at length 0.
 constexpr float kShortEvidence = 20;
-/// Change of the picture over 4 px by that over 1 px: 1 for white noise, more for any surface.
-constexpr float kMinTexture = 1.2f;
 /// An object whose foot was seen this low stands on the ground [mm].
 constexpr float kStandsBelowMm = 200;
 /// Without a ground only upright surfaces of some height count [mm].
 constexpr float kMinHeightWithoutGround = 120;
 constexpr float kMinSamplesWithoutGround = 3;
 constexpr int kMinBinsForSlope = 6;
+/// A surface counts as a slope when its slant exceeds an upright one's by this much.
+constexpr float kSlantSigmas = 1;
 /// A lower edge of a surface parallel to the ground is no obstacle: it may be unevenness [mm].
 constexpr float kMinEdgeMm = 90;
 constexpr int kStepBins = 4;
@@ -113,7 +106,7 @@ GroundAxes groundAxes(const GroundEstimate& ground) {
 
 bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segment,
                               const Segment* below, const Segment* above, int column,
-                              Candidate& candidate) const {
+                              StixelCandidate& candidate) const {
     const RectifiedGeometry& geometry = context.geometry;
     const double fb = geometry.fx * geometry.baseline_mm;
     const double u = context.grid->centreX(column);
@@ -131,8 +124,6 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     stixel.too_near = segment.too_near;
     if (stixel.disparity < std::max(0.25f, context.min_disparity))
         return false;  // farther than asked for
-    if (segment.texture < kMinTexture && !segment.too_near)
-        return false;  // noise alone, as in the sky: the matcher cannot have seen anything
     const float d = stixel.disparity;
     stixel.distance_mm = static_cast<float>(fb) / d;
     stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
@@ -163,9 +154,10 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
                 foot = std::min(foot, below->y_top);
             stixel.y_bottom = std::max(foot, stixel.y_top + 1);
             stixel.low_mm = std::max(0.0f, ground.heightOver(planeAt(stixel.y_bottom - 1), d));
-            if (bins >= kMinBinsForSlope && segment.slant > 0) {
+            const float slant = segment.slant - kSlantSigmas * segment.slant_sigma;
+            if (bins >= kMinBinsForSlope && slant > 0) {
                 const float half =
-                    0.5f * segment.slant * static_cast<float>(segment.y_bottom - segment.y_top);
+                    0.5f * slant * static_cast<float>(segment.y_bottom - segment.y_top);
                 const float far_d = std::max(0.3f * d, d - half);
                 const float run = static_cast<float>(fb) * (1 / far_d - 1 / (d + half));
                 const float rise = ground.heightOver(planeAt(segment.y_top), far_d) -
@@ -191,12 +183,17 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
     if (length < min_length)
         candidate.evidence -= kShortEvidence * (1 - length / min_length);
-    // What hangs in the air without anything below it is more often a wrong match than real.
-    const bool hangs = has_ground && stixel.low_mm > kStandsBelowMm &&
-                       !(below && below->kind == SegmentKind::kObject);
-    if (candidate.evidence < (hangs ? kMinEvidenceHanging : kMinEvidence))
-        return false;
-    if (!stixel.too_near && stixel.confidence < (hangs ? kMinConfidenceHanging : kMinConfidence))
+    // What is seen behind something nearer may well stand behind it.
+    candidate.hangs = has_ground && stixel.low_mm > kStandsBelowMm &&
+                      !(below && below->kind == SegmentKind::kObject &&
+                        below->disparity > d - std::max(1.0f, 0.05f * d));
+    candidate.texture = segment.texture;
+    if (has_ground && segment.slant_sigma > 0) {
+        const float off = segment.slant - static_cast<float>(ground.b);
+        candidate.upright = (off * off - segment.slant * segment.slant) /
+                            (2 * segment.slant_sigma * segment.slant_sigma);
+    }
+    if (candidate.evidence < kMinEvidence || stixel.confidence < kMinConfidence)
         return false;
 
     const auto point = pointAt(geometry, u, 0.5 * (stixel.y_top + stixel.y_bottom), d);
@@ -208,7 +205,7 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
 /// The edge of a surface that lies higher than what is before it: an obstacle, while the surface
 /// behind the edge is none.
 bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segment>& segments,
-                            std::size_t index, int column, Candidate& candidate) const {
+                            std::size_t index, int column, StixelCandidate& candidate) const {
     const Segment& segment = segments[index];
     // The face of an edge may pass as a few narrow steps.
     const auto isStep = [&](std::size_t i) {
@@ -299,10 +296,15 @@ bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segm
     const double level_row = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
     const bool over_an_edge = below && below->kind == SegmentKind::kGround &&
                               segment.y_bottom - level_row > 2.5 * bin &&
-                              segment.confidence >= kMinConfidence;
+                              segment.confidence >= kMinDropConfidence;
     if (depth > std::max(context.obstacles.min_drop, 4 * sigma) &&
-        segment.evidence > kMinEvidenceAlone && (wholly || over_an_edge) &&
+        segment.evidence > kMinDropEvidence && (wholly || over_an_edge) &&
         ground.planeAt(u, segment.y_bottom) >= kMinDropDisparity) {
+        if (below && below->kind == SegmentKind::kObject && !frame.drops.empty() &&
+            frame.drops.back().column == column) {
+            frame.drops.back().y_top = std::min(frame.drops.back().y_top, segment.y_top);
+            return wholly;  // more of the surface beyond the same edge
+        }
         Drop drop;
         drop.column = column;
         drop.depth_mm = depth;
@@ -323,7 +325,7 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const Segment& segment = segments[i];
         if (segment.kind == SegmentKind::kRaised) {
-            Candidate candidate;
+            StixelCandidate candidate;
             if (makeEdge(context, segments, i, column, candidate))
                 candidates_.push_back(candidate);
             continue;
@@ -335,15 +337,10 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
         if (has_ground && segment.disparity > 0 &&
             collectDrop(context, segment, below, column, frame))
             continue;
-        Candidate candidate;
+        StixelCandidate candidate;
         if (makeStixel(context, segment, below, above, column, candidate))
             candidates_.push_back(candidate);
     }
-}
-
-bool StixelFilter::Candidate::sure() const {
-    return stixel.too_near || edge ||
-           stixel.confidence >= kSureConfidence + kSureConfidencePerPx * stixel.sigma_px;
 }
 
 /// An edge is wider than two columns.
@@ -363,29 +360,6 @@ void StixelFilter::dropLoneDrops(DetectionFrame& frame) {
             drops_.push_back(one);
     }
     std::swap(frame.drops, drops_);
-}
-
-void StixelFilter::support() {
-    const int columns = static_cast<int>(first_.size()) - 1;
-    for (int column = 0; column < columns; ++column) {
-        for (int i = first_[column]; i < first_[column + 1]; ++i) {
-            Candidate& one = candidates_[i];
-            one.supported = one.evidence >= kMinEvidenceAlone && one.sure();
-            for (const int next : {column - 1, column + 1}) {
-                if (next < 0 || next >= columns)
-                    continue;
-                for (int k = first_[next]; k < first_[next + 1] && !one.supported; ++k) {
-                    const Candidate& other_one = candidates_[k];
-                    const Stixel& other = other_one.stixel;
-                    const float apart = std::fabs(other.disparity - one.stixel.disparity);
-                    one.supported = (one.sure() || other_one.sure()) &&
-                                    apart < std::max(1.0f, 0.05f * one.stixel.disparity) &&
-                                    other.y_top < one.stixel.y_bottom &&
-                                    other.y_bottom > one.stixel.y_top;
-                }
-            }
-        }
-    }
 }
 
 void StixelFilter::freeRange(const StixelContext& context, const std::vector<Segment>& segments,
@@ -437,12 +411,12 @@ void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
         freeRange(context, search.segments(column), column, range);
     }
     first_[grid.columns()] = static_cast<int>(candidates_.size());
-    support();
+    support_.run(first_, candidates_);
     dropLoneDrops(frame);
     for (int column = 0; column < grid.columns(); ++column) {
         const std::size_t begin = frame.stixels.size();
         for (int i = first_[column]; i < first_[column + 1]; ++i)
-            if (candidates_[i].supported)
+            if (candidates_[i].kept)
                 frame.stixels.push_back(candidates_[i].stixel);
         // Stable, in place: a column has few.
         const auto first = frame.stixels.begin() + static_cast<std::ptrdiff_t>(begin);

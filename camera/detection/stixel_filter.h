@@ -6,6 +6,7 @@
 #include "camera/detection/cell_grid.h"
 #include "camera/detection/detection_frame.h"
 #include "camera/detection/stixel_search.h"
+#include "camera/detection/stixel_support.h"
 #include "sdk/records.h"
 
 namespace kova::camera {
@@ -39,29 +40,21 @@ public:
     void run(const StixelContext& context, const StixelSearch& search, DetectionFrame& frame);
 
 private:
-    struct Candidate {
-        Stixel stixel;
-        float evidence = 0;
-        bool supported = false;
-        bool edge = false;  ///< of a raised surface
-
-        bool sure() const;
-    };
     void collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
                        int column, DetectionFrame& frame);
     bool makeStixel(const StixelContext& context, const Segment& segment, const Segment* below,
-                    const Segment* above, int column, Candidate& candidate) const;
+                    const Segment* above, int column, StixelCandidate& candidate) const;
     bool makeEdge(const StixelContext& context, const std::vector<Segment>& segments,
-                  std::size_t index, int column, Candidate& candidate) const;
+                  std::size_t index, int column, StixelCandidate& candidate) const;
     bool collectDrop(const StixelContext& context, const Segment& segment, const Segment* below,
                      int column, DetectionFrame& frame) const;
     void dropLoneDrops(DetectionFrame& frame);
-    void support();
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
                    ColumnRange& range) const;
 
     GroundAxes axes_;
-    std::vector<Candidate> candidates_;
+    StixelSupport support_;
+    std::vector<StixelCandidate> candidates_;
     std::vector<Drop> drops_;
     std::vector<int> first_;  ///< index of a column's first candidate; one more than columns
 };

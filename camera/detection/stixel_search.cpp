@@ -30,7 +30,7 @@ constexpr float kSmallStep = 2.0f;           // between neighbouring raised surf
 constexpr float kObjectSigma = 0.6f;
 constexpr float kGroundSigma = 0.5f;
 // Costs are negative logarithms of probabilities [nat].
-constexpr float kNewSegment = 5.0f;
+constexpr float kNewSegment = 3.0f;
 constexpr float kSlant = 1.5f;        // the next level farther, within one object
 constexpr float kNearerAbove = 2.3f;  // ordering: 0.1
 constexpr float kFloating = 2.5f;     // gravity: 0.08
@@ -133,9 +133,11 @@ void emit(const CellGrid& grid, const Column& in, const std::uint8_t* path, cons
         // Errors that a whole segment shares do not average out.
         segment.sigma_px = std::sqrt(0.15f * 0.15f + std::max(spread, 0.09f) / std::max(1.0f, sum));
         const float variance = sum_vv - sum_v * sum_v / sum;
-        if (variance > 0)
-            segment.slant =
-                (sum_vd - sum_v * sum_d / sum) / variance / static_cast<float>(grid.binPx());
+        if (variance > 0) {
+            const auto bin = static_cast<float>(grid.binPx());
+            segment.slant = (sum_vd - sum_v * sum_d / sum) / variance / bin;
+            segment.slant_sigma = kObjectSigma / std::sqrt(variance) / bin;
+        }
     }
     out.push_back(segment);
 }

@@ -22,6 +22,7 @@ struct Segment {
     float disparity = 0;          ///< of an object: depth disparity [px]
     float sigma_px = 0;           ///< its standard deviation
     float slant = 0;              ///< growth of the disparity down the segment [px/px]
+    float slant_sigma = 0;        ///< its standard deviation [px/px]
     float evidence = 0;           ///< how much better than ground it explains the cells [nat]
     float samples = 0;            ///< independent measurements
     float confidence = 0;         ///< mean of its cells, 0..1

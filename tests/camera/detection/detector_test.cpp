@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <random>
 #include <vector>
 
 #include "camera/base/parallel.h"
@@ -114,6 +115,50 @@ TEST(Detector, LowBoxIsFound) {
     ASSERT_FALSE(frame.obstacles.empty());
     EXPECT_NEAR(frame.obstacles.front().ahead_mm, 2500, 125);
     EXPECT_NEAR(frame.obstacles.front().high_mm, 120, 40);
+}
+
+TEST(Detector, TableTopIsFoundThoughNothingIsSeenBelowIt) {
+    SyntheticScene scene;
+    scene.addGround();
+    scene.addWall(0, 900, 600, 750, 3000);
+    scene.addWall(0, 20000, 0, 2500, 7000);
+    scene.finish();
+    DetectionFrame frame;
+    scene.detectAlone(frame);
+    int on_top = 0;
+    for (const Stixel& s : frame.stixels) on_top += std::fabs(s.distance_mm - 3000) < 150;
+    EXPECT_GE(on_top, 20);  // of 22 columns
+}
+
+/// The low contrast of dim light drowns in noise; the matcher finds it all the same.
+TEST(Detector, BoxOfLittleTextureIsFound) {
+    SyntheticScene scene;
+    scene.addGround();
+    scene.addWall(0, 400, 0, 400, 3000);
+    scene.finish();
+    std::mt19937 random(8);
+    for (int y = 0; y < 400; ++y)
+        for (int x = 0; x < 640; ++x)
+            scene.left.at(x, y) = static_cast<std::uint8_t>(60 + random() % 12);
+    DetectionFrame frame;
+    scene.detectAlone(frame);
+    ASSERT_EQ(frame.obstacles.size(), 1u);
+    EXPECT_NEAR(frame.obstacles.front().ahead_mm, 3000, 100);
+}
+
+/// In few rows the slant of an upright face is known badly: noise alone is no slope.
+TEST(Detector, LowBoxFarAwayIsNoSlope) {
+    int columns = 0;
+    for (unsigned seed = 1; seed <= 10; ++seed) {
+        SyntheticScene scene;
+        scene.addGround();
+        scene.addWall(0, 900, 0, 350, 6500);
+        scene.finish(seed, 0.3);
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        for (const Stixel& s : frame.stixels) columns += std::fabs(s.distance_mm - 6500) < 600;
+    }
+    EXPECT_GE(columns, 95);  // of 10 times 10 or 11
 }
 
 TEST(Detector, RampIsGround) {

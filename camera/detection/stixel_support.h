@@ -1,0 +1,46 @@
+#pragma once
+
+#include <vector>
+
+#include "camera/detection/detection_frame.h"
+
+namespace kova::camera {
+
+/// What may become a stixel: it passed every limit that one column can be judged by.
+struct StixelCandidate {
+    Stixel stixel;
+    float evidence = 0;  ///< against ground [nat]
+    float texture = 1;   ///< of its segment, see there
+    /// How much better an upright surface explains the slant of its cells than one that is
+    /// parallel to the ground [nat].
+    float upright = 100;
+    bool edge = false;   ///< of a raised surface
+    bool hangs = false;  ///< nothing is seen below it
+    bool kept = false;   ///< set by StixelSupport
+};
+
+/// Judges candidates together with their neighbours: wrong matches are narrow and unsure, real
+/// things are wider than a column or stand out clearly.
+///
+/// Candidates of neighbouring columns at about the same distance that overlap in height make a
+/// group; its members add up their evidence, each as far as its quality goes. How much quality and
+/// evidence is asked for depends on where a candidate is: least of what stands on the ground and is
+/// no higher than a person, more of what reaches into the sky, most of what hangs there.
+///
+/// Monotone: without one candidate no other one is kept that was not kept with it.
+class StixelSupport {
+public:
+    /// @param first  index of each column's first candidate; one more than columns
+    void run(const std::vector<int>& first, std::vector<StixelCandidate>& candidates);
+
+private:
+    struct Group {
+        float evidence = 0;
+        int columns = 0;
+        int last_column = -2;
+    };
+    std::vector<int> parent_;
+    std::vector<Group> groups_;
+};
+
+}  // namespace kova::camera
