@@ -108,6 +108,18 @@ std::vector<Primitive> Scene::primitivesAt(double t_s) const {
         for (int i = mover.first; i < mover.first + mover.count; ++i)
             moved[i].centre = moved[i].centre + offset;
     }
+    if (showing.poses.empty())
+        return moved;
+    // A frame that is due at the moment of the change shows the new pose, whatever the rounding.
+    const auto turn = static_cast<std::size_t>(std::max(0.0, t_s / showing.hold_s + 1e-6));
+    const Pose& held = showing.poses[turn % showing.poses.size()];
+    const Pose camera = cameraPose(0);
+    const Mat3 rotation = camera.rotation * held.rotation;
+    const Vec3 position = camera.rotation * held.position + camera.position;
+    for (int i = showing.first; i < showing.first + showing.count; ++i) {
+        moved[i].centre = rotation * moved[i].centre + position;
+        moved[i].rotation = rotation * moved[i].rotation;
+    }
     return moved;
 }
 

@@ -78,6 +78,13 @@ struct Mover {
     double phase = 0;     ///< [periods]
 };
 
+/// Primitives that are shown to the camera in one pose after another, as a hand holds a board.
+struct Showing {
+    int first = 0, count = 0;  ///< primitives, given in the frame of the thing that is shown
+    std::vector<Pose> poses;   ///< in the left camera's frame at time 0; from the last to the first
+    double hold_s = 0.2;       ///< time in each pose
+};
+
 /// The way of the robot: forward and back along a sine in the plane, starting at rest.
 struct CameraPath {
     double start_x_mm = 0, start_z_mm = 0;
@@ -103,6 +110,7 @@ struct Scene {
     std::vector<Primitive> primitives;
     std::vector<SceneObject> objects;
     std::vector<Mover> movers;
+    Showing showing;  ///< none without poses
     CameraPath path;
     BumpMap bumps;
     Vec3 light = {0.3f, -0.85f, -0.4f};  ///< towards the sun or the lamps, of length 1

@@ -220,44 +220,4 @@ void buildLowLight(SceneBuilder& b) {
             m.base = 60;  // lamps out, dusk outside
 }
 
-void buildCalibrationBoard(SceneBuilder& b) {
-    lightIndoors(b);
-    b.scene.shadow = 0;
-    b.patch(0, 4000, 14000, 24000, b.concrete());
-    b.walls(-3500, 3500, -3000, 5200, 3000, 0, b.painted());
-    // 9x6 inner corners, squares of 60 mm: its fields are boxes of no thickness on a white plate.
-    const int white = b.plain(175, 180, 1, 2), black = b.plain(22, 26, 1, 2);
-    constexpr double kSquare = 60;
-    const int first = static_cast<int>(b.scene.primitives.size());
-    const double yaw = b.random.uniform(-32, 32), pitch = b.random.uniform(-28, 28),
-                 roll = b.random.uniform(-25, 25);
-    const double distance = b.random.uniform(800, 1900);
-    const double reach = 0.28 * distance;
-    const Vec3 centre = {static_cast<float>(b.random.uniform(-reach, reach)),
-                         static_cast<float>(-600 + 0.6 * b.random.uniform(-reach, reach)),
-                         static_cast<float>(distance)};
-    const Mat3 turn =
-        rotationY(yaw * kRadPerDeg) * rotationX(pitch * kRadPerDeg) * rotationZ(roll * kRadPerDeg);
-    b.box(0, 0, 12 * kSquare, 9 * kSquare, 10, white);
-    b.scene.primitives.back().centre = {0, 0, 5};
-    for (int row = 0; row < 7; ++row)
-        for (int column = row % 2; column < 10; column += 2) {
-            b.box(0, 0, kSquare, kSquare, 0.2, black);
-            b.scene.primitives.back().centre = {static_cast<float>((column - 4.5) * kSquare),
-                                                static_cast<float>((row - 3.0) * kSquare), -0.1f};
-        }
-    for (int i = first; i < static_cast<int>(b.scene.primitives.size()); ++i) {
-        Primitive& p = b.scene.primitives[i];
-        p.centre = turn * p.centre + centre;
-        p.rotation = turn;
-        p.thin = false;
-        p.casts_shadow = false;
-    }
-    b.scene.path.tilt_deg = 0;
-    b.scene.path.length_mm = 0;
-    b.scene.path.sway_mm = 0;
-    b.scene.path.vibration_deg = 0;
-    b.scene.path.vibration_mm = 0;
-}
-
 }  // namespace kova::camera

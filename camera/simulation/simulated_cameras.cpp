@@ -88,9 +88,15 @@ Status parseOption(const std::string& text, SimulatedCameraOptions& camera) {
         camera.dead_imu = true;
         return {};
     }
+    if (key == "lenses") {
+        if (value != "distorted")
+            return bad("the value 'distorted'");
+        camera.lens_distortion = true;
+        return {};
+    }
     return wrong("unknown option '" + key +
                  "'; known are scene, seed, unplug_s, stall_s, corrupt_every, drop_every, noise, "
-                 "imu");
+                 "imu, lenses");
 }
 
 std::vector<SimulatedCameraOptions> fromEnvironment() {

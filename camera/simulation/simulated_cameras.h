@@ -23,6 +23,7 @@ namespace kova::camera {
 /// | `drop_every=N` | every N-th frame is lost in the camera |
 /// | `noise=X` | factor on the noise |
 /// | `imu=dead` | the inertial unit delivers nothing |
+/// | `lenses=distorted` | pictures with lens distortion, not rectified |
 ///
 /// @return kInvalidArgument with what is wrong and what is possible
 Result<std::vector<SimulatedCameraOptions>> parseSimulatedCameras(const std::string& text);

@@ -62,6 +62,7 @@ struct SimulatedSource::Impl {
     Film film;
     StreamInfo stream;
     CameraInfo camera;
+    double views_per_second = kViewsPerSecond;
     int frames_per_view = 1;
     double max_exposure_us = 0;
 
@@ -85,7 +86,7 @@ struct SimulatedSource::Impl {
     std::atomic<std::int64_t> dropped{0};
 
     void renderViews();
-    double sceneTime(int view) const { return view / kViewsPerSecond; }
+    double sceneTime(int view) const { return view / views_per_second; }
     std::int64_t dueNs(std::int64_t frame) const {
         return opened_ns + static_cast<std::int64_t>(
                                std::llround(static_cast<double>(frame) * 1e9 / stream.nominal_fps));
@@ -179,6 +180,7 @@ Result<std::unique_ptr<SimulatedSource>> SimulatedSource::open(
     rig.fps = row->fps;
     rig.seed = options.seed;
     rig.noise_scale = options.noise_scale;
+    rig.lens_distortion = options.lens_distortion;
     RenderOptions render;
     render.parallel = false;
     std::unique_ptr<SimulatedSource> source(new SimulatedSource);
@@ -190,7 +192,11 @@ Result<std::unique_ptr<SimulatedSource>> SimulatedSource::open(
     impl.stream.height = row->height;
     impl.stream.nominal_fps = row->fps;
     impl.camera = simulatedCameraInfo(options.model, options.seed);
-    impl.frames_per_view = std::max(1, static_cast<int>(std::lround(row->fps / kViewsPerSecond)));
+    // What stands still between two poses needs one view of each.
+    if (const Showing& showing = impl.renderer.scene().showing; !showing.poses.empty())
+        impl.views_per_second = 1 / showing.hold_s;
+    impl.frames_per_view =
+        std::max(1, static_cast<int>(std::lround(row->fps / impl.views_per_second)));
     impl.max_exposure_us = std::min(1e6 / row->fps, 20000.0);
     impl.exposure.setMaxExposure(impl.max_exposure_us);
 

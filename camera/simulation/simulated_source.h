@@ -22,6 +22,7 @@ struct SimulatedCameraOptions {
     int drop_every = 0;
     double noise_scale = 1;
     bool dead_imu = false;
+    bool lens_distortion = false;  ///< pictures before rectification
 };
 
 /// The time by which a simulated camera delivers; a test brings its own.
@@ -35,7 +36,8 @@ public:
 /// A live camera that looks at a rendered scene.
 ///
 /// A short drive is rendered by a thread of low priority while the camera runs, kept in memory (at
-/// most about 140 MB) and shown forth and back at the nominal rate, at most 30 new views a second;
+/// most about 140 MB) and shown forth and back at the nominal rate, at most 30 new views a second
+/// (one for each pose where a board is shown);
 /// until 8 views are there the camera stands. Exposure, gain and noise are applied to each frame
 /// as it is delivered; motion blur stays that of the nominal exposure.
 class SimulatedSource : public Source {

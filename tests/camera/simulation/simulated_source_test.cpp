@@ -189,8 +189,8 @@ TEST(SimulatedSource, ModesAreThoseOfTheModel) {
 }
 
 TEST(SimulatedCameras, ReadsModelsAndOptions) {
-    const auto result =
-        parseSimulatedCameras("P1:scene=street:seed=7:unplug_s=10.5,R0:noise=2:imu=dead");
+    const auto result = parseSimulatedCameras(
+        "P1:scene=street:seed=7:unplug_s=10.5,R0:noise=2:imu=dead:lenses=distorted");
     ASSERT_TRUE(result.ok()) << result.status().message();
     ASSERT_EQ(result.value().size(), 2u);
     const SimulatedCameraOptions &first = result.value()[0], &second = result.value()[1];
@@ -202,12 +202,15 @@ TEST(SimulatedCameras, ReadsModelsAndOptions) {
     EXPECT_EQ(second.scene, "demo");
     EXPECT_EQ(second.noise_scale, 2);
     EXPECT_TRUE(second.dead_imu);
+    EXPECT_FALSE(first.lens_distortion);
+    EXPECT_TRUE(second.lens_distortion);
 }
 
 TEST(SimulatedCameras, RefusesBadTextInWords) {
-    for (const char* text : {"", "X1", "p1", "P1,", "P1:scene=moon", "P1:seed=-1", "P1:seed=1.5",
-                             "P1:seed=", "P1:unplug_s=0", "P1:unplug_s=nan", "P1:colour=red",
-                             "P1:imu=on", "P1:drop_every=1", "P1::", "P1:noise=1x", "T1"}) {
+    for (const char* text :
+         {"", "X1", "p1", "P1,", "P1:scene=moon", "P1:seed=-1", "P1:seed=1.5",
+          "P1:seed=", "P1:unplug_s=0", "P1:unplug_s=nan", "P1:colour=red", "P1:imu=on",
+          "P1:lenses=good", "P1:drop_every=1", "P1::", "P1:noise=1x", "T1"}) {
         const auto result = parseSimulatedCameras(text);
         EXPECT_FALSE(result.ok()) << text;
         EXPECT_EQ(result.status().code(), ErrorCode::kInvalidArgument);
