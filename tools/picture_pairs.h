@@ -21,9 +21,13 @@ public:
     /// The calibration that comes with the pictures; null where there is none.
     virtual const camera::StereoCalibration* calibration() const { return nullptr; }
 
-    /// @param path   a recording; a folder with left* and right* pictures or with a folder for each
-    ///               eye (left, right; image_l, image_r; image_0, image_1; cam0/data, cam1/data)
-    /// @param right  if not empty, the folder of the right eye's pictures, `path` being the left's
+    /// @param path   a recording; a folder with pictures named left* and right* (im0 and im1, imL
+    ///               and imR, view1 and view5, *_left and *_right) or with a folder for each eye
+    ///               (left, right; image_l, image_r; image_0, image_1; image_2, image_3;
+    ///               cam0/data, cam1/data; also below mav0 or training); a picture of both eyes
+    ///               side by side
+    /// @param right  if not empty, the folder of the right eye's pictures, `path` being the left's;
+    ///               or the right picture, `path` being the left one
     static camera::Result<std::unique_ptr<PicturePairs>> open(const std::string& path,
                                                               const std::string& right);
 };

@@ -43,6 +43,11 @@ int refinementRadius(const std::vector<cv::Point2f>& corners, int columns) {
 
 const cv::TermCriteria kRefinement(cv::TermCriteria::EPS | cv::TermCriteria::COUNT, 40, 0.001);
 
+cv::Mat asMat(const ImageView<const std::uint8_t>& picture) {
+    return {picture.height, picture.width, CV_8U, const_cast<std::uint8_t*>(picture.data),
+            static_cast<std::size_t>(picture.stride)};
+}
+
 std::vector<cv::Point2f> findChessboard(const Board& board, const cv::Mat& image) {
     const cv::Size size(board.columns, board.rows);
     std::vector<cv::Point2f> corners;
@@ -134,9 +139,7 @@ std::array<double, 2> Board::point(int id) const {
 BoardPoints findBoard(const Board& board, const ImageView<const std::uint8_t>& picture) {
     if (!board.check().ok() || picture.width < 16 || picture.height < 16)
         return {};
-    const cv::Mat image(picture.height, picture.width, CV_8U,
-                        const_cast<std::uint8_t*>(picture.data),
-                        static_cast<std::size_t>(picture.stride));
+    const cv::Mat image = asMat(picture);
     BoardPoints found;
     try {
         if (board.kind == BoardKind::kCharuco)
@@ -153,6 +156,25 @@ BoardPoints findBoard(const Board& board, const ImageView<const std::uint8_t>& p
         return {};
     }
     return found;
+}
+
+double blurOf(const Board& board, const ImageView<const std::uint8_t>& picture,
+              const BoardPoints& points) {
+    if (board.kind != BoardKind::kChessboard ||
+        static_cast<int>(points.pixels.size()) != board.pointCount())
+        return 0;
+    std::vector<cv::Point2f> corners;
+    for (const auto& p : points.pixels) corners.emplace_back(p[0], p[1]);
+    double widest = 0;
+    try {
+        for (const bool vertical : {false, true})
+            widest = std::max(
+                widest, cv::estimateChessboardSharpness(asMat(picture), {board.columns, board.rows},
+                                                        corners, 0.8F, vertical)[0]);
+    } catch (const cv::Exception& e) {
+        logWarning("calibration", "the sharpness cannot be measured: " + e.err);
+    }
+    return widest;
 }
 
 }  // namespace kova::camera

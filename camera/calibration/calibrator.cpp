@@ -1,24 +1,26 @@
 #include "camera/calibration/calibrator.h"
 
-#include <opencv2/calib3d.hpp>
 #include <opencv2/core.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <optional>
+#include <utility>
+
+#include "camera/calibration/stereo_fit.h"
 
 namespace kova::camera {
 
 namespace {
 
-constexpr int kFewestPoints = 8;         // of a view
 constexpr int kPointsToCoverAnArea = 3;  // over all views
 constexpr int kRounds = 4;               // of leaving outliers out
-constexpr double kWorthFreedom = 0.75;   // of the error of same lenses
+constexpr double kWorthFreedom = 0.75;   // of the error of simpler lenses
+constexpr double kWorthFisheye = 0.9;
+constexpr double kGoodFitPx = 0.3;
+constexpr double kWideView = 2;  // widths per focal length: 90 degrees without distortion
 constexpr double kMatchingErrorPx = 0.25;
-
-using Points3 = std::vector<std::vector<cv::Point3f>>;
-using Points2 = std::vector<std::vector<cv::Point2f>>;
 
 std::string px(double value) {
     char text[32];
@@ -46,15 +48,13 @@ void countFromTheSameEnd(const BoardPoints& left, BoardPoints& right) {
 }
 
 /// The board stands where it stood: mean shift of the points below half a percent of the width.
-bool looksTheSame(const std::vector<int>& ids_a, const std::vector<std::array<float, 2>>& a,
-                  const std::vector<int>& ids_b, const std::vector<std::array<float, 2>>& b,
-                  int width) {
-    if (ids_a != ids_b)
+bool looksTheSame(const BoardPoints& a, const BoardPoints& b, int width) {
+    if (a.ids != b.ids)
         return false;
     double sum = 0;
-    for (std::size_t i = 0; i < a.size(); ++i)
-        sum += std::hypot(a[i][0] - b[i][0], a[i][1] - b[i][1]);
-    return sum / static_cast<double>(a.size()) < 0.005 * width;
+    for (std::size_t i = 0; i < a.pixels.size(); ++i)
+        sum += std::hypot(a.pixels[i][0] - b.pixels[i][0], a.pixels[i][1] - b.pixels[i][1]);
+    return sum / static_cast<double>(a.pixels.size()) < 0.005 * width;
 }
 
 int areaOf(const std::array<float, 2>& p, int width, int height) {
@@ -63,62 +63,16 @@ int areaOf(const std::array<float, 2>& p, int width, int height) {
     return row * 3 + column;
 }
 
-void setEye(CameraIntrinsics& eye, const cv::Mat& m, const cv::Mat& d, int coefficients) {
-    eye.fx = m.at<double>(0, 0);
-    eye.fy = m.at<double>(1, 1);
-    eye.cx = m.at<double>(0, 2);
-    eye.cy = m.at<double>(1, 2);
-    const cv::Mat flat = d.reshape(1, 1);
-    eye.distortion.assign(flat.begin<double>(), flat.end<double>());
-    eye.distortion.resize(static_cast<std::size_t>(coefficients), 0.0);
-}
-
-struct Eye {
-    cv::Mat matrix = cv::Mat::eye(3, 3, CV_64F);
-    cv::Mat distortion;
-    double rms = 0;
-    double focal_sigma = 0;
-};
-
-int lensFlags(int coefficients) {
-    if (coefficients == 8)
-        return cv::CALIB_RATIONAL_MODEL;
-    return coefficients == 4 ? cv::CALIB_FIX_K3 : 0;
-}
-
-Eye calibrateEye(const Points3& board, const Points2& pixels, cv::Size size, int flags) {
-    Eye eye;
-    std::vector<cv::Mat> rotations, translations;
-    cv::Mat sigmas, extrinsic_sigmas, errors;
-    eye.rms = cv::calibrateCamera(board, pixels, size, eye.matrix, eye.distortion, rotations,
-                                  translations, sigmas, extrinsic_sigmas, errors, flags);
-    eye.focal_sigma = sigmas.at<double>(0) / eye.matrix.at<double>(0, 0);
-    return eye;
-}
-
-double epipolarRms(const Eye& left, const Eye& right, const cv::Mat& r, const cv::Mat& t,
-                   cv::Size size, const Points2& in_left, const Points2& in_right) {
-    cv::Mat r1, r2, p1, p2, q;
-    cv::stereoRectify(left.matrix, left.distortion, right.matrix, right.distortion, size, r, t, r1,
-                      r2, p1, p2, q, cv::CALIB_ZERO_DISPARITY, 0, size);
-    double sum = 0;
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < in_left.size(); ++i) {
-        std::vector<cv::Point2f> a, b;
-        cv::undistortPoints(in_left[i], a, left.matrix, left.distortion, r1, p1);
-        cv::undistortPoints(in_right[i], b, right.matrix, right.distortion, r2, p2);
-        for (std::size_t k = 0; k < a.size(); ++k) sum += std::pow(a[k].y - b[k].y, 2);
-        count += a.size();
-    }
-    return std::sqrt(sum / static_cast<double>(std::max<std::size_t>(1, count)));
-}
-
 /// Views whose error is far above that of the others; a view that is good in itself is never one.
+/// Where the whole fit is bad, the worst view spoils the others: it alone goes then.
 std::vector<std::size_t> outliersOf(const std::vector<std::size_t>& used,
-                                    const std::vector<ViewError>& views) {
+                                    const CalibrationReport& report, double max_rms_px) {
     std::vector<double> errors;
     for (const std::size_t i : used)
-        errors.push_back(std::max(views[i].left_px, views[i].right_px));
+        errors.push_back(std::max(report.views[i].left_px, report.views[i].right_px));
+    if (report.stereo_rms_px > max_rms_px)
+        return {used[static_cast<std::size_t>(std::max_element(errors.begin(), errors.end()) -
+                                              errors.begin())]};
     std::vector<double> sorted = errors;
     std::sort(sorted.begin(), sorted.end());
     const double limit = std::max(0.5, 2.5 * sorted[sorted.size() / 2]);
@@ -160,6 +114,11 @@ Status judge(const CalibrationReport& r, const CalibratorOptions& o) {
 
 }  // namespace
 
+void Coverage::add(const BoardPoints& in_left, const BoardPoints& in_right, int width, int height) {
+    for (const auto& p : in_left.pixels) ++left[areaOf(p, width, height)];
+    for (const auto& p : in_right.pixels) ++right[areaOf(p, width, height)];
+}
+
 double Coverage::share() const {
     int covered = 0;
     for (int i = 0; i < 9; ++i)
@@ -192,24 +151,27 @@ double expectedDepthErrorMm(const StereoCalibration& c, double epipolar_px, doub
 BoardSighting StereoCalibrator::add(const std::string& name,
                                     const ImageView<const std::uint8_t>& left,
                                     const ImageView<const std::uint8_t>& right) {
-    BoardSighting sighting;
-    const auto size = [](const ImageView<const std::uint8_t>& v) {
-        return std::to_string(v.width) + "x" + std::to_string(v.height);
-    };
     if (left.width != right.width || left.height != right.height) {
+        BoardSighting sighting;
         sighting.words = "the eyes' pictures differ in size";
         return sighting;
     }
+    return add(name, left.width, left.height, findBoard(board_, left), findBoard(board_, right));
+}
+
+BoardSighting StereoCalibrator::add(const std::string& name, int width, int height,
+                                    const BoardPoints& in_left, const BoardPoints& found_right) {
+    BoardSighting sighting;
     if (width_ == 0) {
-        width_ = left.width;
-        height_ = left.height;
-    } else if (left.width != width_ || left.height != height_) {
-        sighting.words = "has " + size(left) + ", the first pair " + std::to_string(width_) + "x" +
+        width_ = width;
+        height_ = height;
+    } else if (width != width_ || height != height_) {
+        sighting.words = "has " + std::to_string(width) + "x" + std::to_string(height) +
+                         ", the first pair " + std::to_string(width_) + "x" +
                          std::to_string(height_);
         return sighting;
     }
-    const BoardPoints in_left = findBoard(board_, left);
-    BoardPoints in_right = findBoard(board_, right);
+    BoardPoints in_right = found_right;
     sighting.left = static_cast<int>(in_left.ids.size()) >= kFewestPoints;
     sighting.right = static_cast<int>(in_right.ids.size()) >= kFewestPoints;
     if (!sighting.left || !sighting.right) {
@@ -227,16 +189,17 @@ BoardSighting StereoCalibrator::add(const std::string& name,
         while (k < in_right.ids.size() && in_right.ids[k] < in_left.ids[i]) ++k;
         if (k == in_right.ids.size() || in_right.ids[k] != in_left.ids[i])
             continue;
-        view.ids.push_back(in_left.ids[i]);
-        view.left.push_back(in_left.pixels[i]);
-        view.right.push_back(in_right.pixels[k]);
+        view.left.ids.push_back(in_left.ids[i]);
+        view.left.pixels.push_back(in_left.pixels[i]);
+        view.right.ids.push_back(in_right.ids[k]);
+        view.right.pixels.push_back(in_right.pixels[k]);
     }
-    if (static_cast<int>(view.ids.size()) < kFewestPoints) {
+    if (static_cast<int>(view.left.ids.size()) < kFewestPoints) {
         sighting.words = "the eyes see different parts of the board";
         return sighting;
     }
     for (const View& other : views_)
-        if (looksTheSame(view.ids, view.left, other.ids, other.left, width_)) {
+        if (looksTheSame(view.left, other.left, width_)) {
             sighting.words = "the board stands as in " + other.name + "; move it";
             return sighting;
         }
@@ -248,81 +211,69 @@ BoardSighting StereoCalibrator::add(const std::string& name,
 
 Coverage StereoCalibrator::coverage() const {
     Coverage coverage;
-    for (const View& view : views_) {
-        for (const auto& p : view.left) ++coverage.left[areaOf(p, width_, height_)];
-        for (const auto& p : view.right) ++coverage.right[areaOf(p, width_, height_)];
-    }
+    for (const View& view : views_) coverage.add(view.left, view.right, width_, height_);
     return coverage;
 }
 
-struct StereoCalibrator::Observations {
-    Points3 board;
-    Points2 left, right;
-};
+namespace {
 
-struct StereoCalibrator::Solution {
-    Eye left, right;
-    cv::Mat rotation, translation, errors;
-    double rms = 0;
-};
-
-StereoCalibrator::Solution StereoCalibrator::fit(const Observations& o, bool same_lenses) const {
-    const cv::Size size(width_, height_);
-    const int lens = same_lenses ? cv::CALIB_FIX_K3 | cv::CALIB_ZERO_TANGENT_DIST
-                                 : lensFlags(options_.coefficients);
-    Solution s;
-    s.left = calibrateEye(o.board, o.left, size, lens);
-    s.right = calibrateEye(o.board, o.right, size, lens);
-    cv::Mat e, f;
-    s.rms = cv::stereoCalibrate(
-        o.board, o.left, o.right, s.left.matrix, s.left.distortion, s.right.matrix,
-        s.right.distortion, size, s.rotation, s.translation, e, f, s.errors,
-        lens | cv::CALIB_USE_INTRINSIC_GUESS | (same_lenses ? cv::CALIB_SAME_FOCAL_LENGTH : 0),
-        cv::TermCriteria(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 60, 1e-6));
-    return s;
+/// Fits the lenses that are asked for; automatically, the simplest that no freer ones better by a
+/// quarter. A fisheye, as free as free lenses, need be better by a tenth only; it is tried where
+/// others fit badly or the view is wide. Where one kind fails, the next may still fit.
+StereoFit fitLenses(const BoardObservations& views, int width, int height,
+                    const CalibratorOptions& options) {
+    if (options.freedom != LensFreedom::kAuto)
+        return fitStereo(views, width, height, options.freedom, options.coefficients);
+    std::optional<StereoFit> best;
+    std::optional<cv::Exception> failure;
+    for (const LensFreedom lenses :
+         {LensFreedom::kSame, LensFreedom::kFree, LensFreedom::kFisheye}) {
+        const bool fisheye = lenses == LensFreedom::kFisheye;
+        if (fisheye && best && best->stereo_rms_px < kGoodFitPx &&
+            width < kWideView * best->calibration.left.fx)
+            break;
+        try {
+            StereoFit fit = fitStereo(views, width, height, lenses, options.coefficients);
+            const double worth = fisheye ? kWorthFisheye : kWorthFreedom;
+            if (!best || fit.stereo_rms_px < worth * best->stereo_rms_px)
+                best = std::move(fit);
+        } catch (const cv::Exception& error) {
+            failure = error;
+        }
+    }
+    if (!best)
+        throw *failure;
+    return std::move(*best);
 }
+
+}  // namespace
 
 Status StereoCalibrator::solve(const std::vector<std::size_t>& used,
                                CalibrationReport& report) const {
-    Observations o;
+    BoardObservations o;
     for (const std::size_t i : used) {
         std::vector<cv::Point3f> points;
-        for (const int id : views_[i].ids) {
+        for (const int id : views_[i].left.ids) {
             const auto p = board_.point(id);
             points.emplace_back(static_cast<float>(p[0]), static_cast<float>(p[1]), 0.0F);
         }
         o.board.push_back(std::move(points));
-        o.left.push_back(asPoints(views_[i].left));
-        o.right.push_back(asPoints(views_[i].right));
+        o.left.push_back(asPoints(views_[i].left.pixels));
+        o.right.push_back(asPoints(views_[i].right.pixels));
     }
     try {
-        report.same_lenses = options_.freedom != LensFreedom::kFree;
-        Solution s = fit(o, report.same_lenses);
-        if (options_.freedom == LensFreedom::kAuto) {
-            Solution free = fit(o, false);
-            if (free.rms < kWorthFreedom * s.rms) {
-                report.same_lenses = false;
-                s = std::move(free);
-            }
-        }
-        report.left_rms_px = s.left.rms;
-        report.right_rms_px = s.right.rms;
-        report.stereo_rms_px = s.rms;
-        report.focal_sigma = std::max(s.left.focal_sigma, s.right.focal_sigma);
+        const StereoFit fit = fitLenses(o, width_, height_, options_);
+        report.calibration = fit.calibration;
+        report.lenses = fit.lenses;
+        report.left_rms_px = fit.left_rms_px;
+        report.right_rms_px = fit.right_rms_px;
+        report.stereo_rms_px = fit.stereo_rms_px;
+        report.epipolar_rms_px = fit.epipolar_rms_px;
+        report.focal_sigma = fit.focal_sigma;
         for (std::size_t k = 0; k < used.size(); ++k) {
-            report.views[used[k]].left_px = s.errors.at<double>(static_cast<int>(k), 0);
-            report.views[used[k]].right_px = s.errors.at<double>(static_cast<int>(k), 1);
+            report.views[used[k]].left_px = fit.view_errors_px[k][0];
+            report.views[used[k]].right_px = fit.view_errors_px[k][1];
         }
-        report.epipolar_rms_px = epipolarRms(s.left, s.right, s.rotation, s.translation,
-                                             cv::Size(width_, height_), o.left, o.right);
-        StereoCalibration& c = report.calibration;
-        c.width = width_;
-        c.height = height_;
-        const int coefficients = report.same_lenses ? 4 : options_.coefficients;
-        setEye(c.left, s.left.matrix, s.left.distortion, coefficients);
-        setEye(c.right, s.right.matrix, s.right.distortion, coefficients);
-        for (int i = 0; i < 9; ++i) c.right_from_left[i] = s.rotation.at<double>(i / 3, i % 3);
-        for (int i = 0; i < 3; ++i) c.translation_mm[i] = s.translation.at<double>(i);
     } catch (const cv::Exception& error) {
         return {ErrorCode::kCalibrationMisfit, "no calibration fits the views: " + error.err};
     }
@@ -333,7 +284,8 @@ Status StereoCalibrator::calibrate(CalibrationReport& report) const {
     report = {};
     if (Status s = board_.check(); !s.ok())
         return s;
-    if (options_.coefficients != 4 && options_.coefficients != 5 && options_.coefficients != 8)
+    if (options_.coefficients != 0 && options_.coefficients != 4 && options_.coefficients != 5 &&
+        options_.coefficients != 8)
         return {ErrorCode::kInvalidArgument, "4, 5 or 8 distortion coefficients are possible"};
     report.coverage = coverage();
     std::vector<std::size_t> used;
@@ -354,7 +306,7 @@ Status StereoCalibrator::calibrate(CalibrationReport& report) const {
     for (int round = 0; round < kRounds; ++round) {
         if (Status s = solve(used, report); !s.ok())
             return s;
-        const std::vector<std::size_t> outliers = outliersOf(used, report.views);
+        const std::vector<std::size_t> outliers = outliersOf(used, report, options_.max_rms_px);
         if (outliers.empty() || round == kRounds - 1)
             break;  // what is reported was computed with all views that are not rejected
         for (const std::size_t i : outliers) {
@@ -362,7 +314,8 @@ Status StereoCalibrator::calibrate(CalibrationReport& report) const {
             used.erase(std::find(used.begin(), used.end(), i));
         }
         if (!enough())
-            return tooFew(" usable");
+            return report.stereo_rms_px > options_.max_rms_px ? judge(report, options_)
+                                                              : tooFew(" usable");
     }
     return judge(report, options_);
 }

@@ -13,11 +13,14 @@ namespace kova::camera {
 
 /// How much freedom the lenses have.
 enum class LensFreedom {
-    /// Same lenses, unless free ones reduce the stereo error by a quarter or more: with few views a
-    /// free model always fits better, by giving the noise to the principal points.
+    /// The simplest of the others whose stereo error no freer ones reduce by a quarter: with few
+    /// views a freer model always fits a little better, by giving the noise to the principal
+    /// points.
+    /// A fisheye where it fits wide views a tenth better.
     kAuto,
-    kSame,  ///< one focal length for both eyes, no tangential distortion, k1 and k2
-    kFree,  ///< every eye for itself, with as many coefficients as asked for
+    kSame,     ///< one focal length for both eyes, no tangential distortion, k1 and k2
+    kFree,     ///< every eye for itself, with as many coefficients as asked for
+    kFisheye,  ///< every eye for itself, equidistant with four coefficients
 };
 
 struct CalibratorOptions {
@@ -26,7 +29,8 @@ struct CalibratorOptions {
     double max_epipolar_px = 0.7;
     double max_focal_sigma = 0.02;  ///< relative uncertainty of fx that is refused
     LensFreedom freedom = LensFreedom::kAuto;
-    int coefficients = 5;  ///< of the distortion: 4, 5 or 8
+    /// Of the distortion of free lenses: 4, 5 or 8; 0: 5 where the fifth is clear, else 4.
+    int coefficients = 0;
 };
 
 /// What a pair of pictures gave.
@@ -42,6 +46,8 @@ struct Coverage {
     std::array<int, 9> left{};  ///< points of the board seen in each area
     std::array<int, 9> right{};
 
+    /// Counts the points of a view.
+    void add(const BoardPoints& in_left, const BoardPoints& in_right, int width, int height);
     /// Share of the areas, over both eyes, in which the board was seen.
     double share() const;
     /// "left: bottom right, bottom; right: top"; empty when nothing is missing.
@@ -60,10 +66,11 @@ struct CalibrationReport {
     double left_rms_px = 0;  ///< of each eye for itself
     double right_rms_px = 0;
     double stereo_rms_px = 0;
-    bool same_lenses = false;  ///< which of LensFreedom was taken
+    LensFreedom lenses = LensFreedom::kAuto;  ///< which was taken
     /// Root mean square of the difference of the rows of the board's points after rectification.
     double epipolar_rms_px = 0;
-    double focal_sigma = 0;  ///< relative standard deviation of fx, the larger of both eyes
+    /// Relative standard deviation of fx, the larger of both eyes; 0 for a fisheye: not known.
+    double focal_sigma = 0;
     std::vector<ViewError> views;
     Coverage coverage;
 };
@@ -77,6 +84,8 @@ double expectedDepthErrorMm(const StereoCalibration& calibration, double epipola
 /// eye first, then both together; views whose error is far above the others' are left out.
 class StereoCalibrator {
 public:
+    static constexpr int kFewestPoints = 8;  ///< of a view
+
     explicit StereoCalibrator(const Board& board, const CalibratorOptions& options = {})
         : board_(board), options_(options) {}
 
@@ -84,6 +93,9 @@ public:
     /// @param name  for reports
     BoardSighting add(const std::string& name, const ImageView<const std::uint8_t>& left,
                       const ImageView<const std::uint8_t>& right);
+    /// The same with what findBoard() found in pictures of this size.
+    BoardSighting add(const std::string& name, int width, int height, const BoardPoints& left,
+                      const BoardPoints& right);
 
     int viewCount() const { return static_cast<int>(views_.size()); }
     Coverage coverage() const;
@@ -96,8 +108,7 @@ public:
 private:
     struct View {
         std::string name;
-        std::vector<int> ids;  ///< seen by both eyes
-        std::vector<std::array<float, 2>> left, right;
+        BoardPoints left, right;  ///< the same points: those that both eyes saw
     };
 
     Board board_;
@@ -107,9 +118,6 @@ private:
     std::vector<View> views_;
 
     Status solve(const std::vector<std::size_t>& used, CalibrationReport& report) const;
-    struct Observations;
-    struct Solution;
-    Solution fit(const Observations& observations, bool same_lenses) const;
 };
 
 }  // namespace kova::camera

@@ -1,6 +1,7 @@
 #include "camera/pipeline/cameras.h"
 
 #include <string>
+#include <utility>
 
 #include "camera/base/log.h"
 #include "camera/calibration/epipolar.h"
@@ -84,18 +85,40 @@ Status checkFit(Source& source) {
 }
 
 Result<std::unique_ptr<Source>> openAttached(const AttachedCamera& camera,
-                                             const bino::ResolutionFpsMode& mode,
+                                             const bino::ResolutionFpsMode& mode, bool calibrated,
                                              V4l2System& system) {
-    const Result<StereoCalibration> calibration =
-        findCalibration(camera.info.serial_number, mode.width, mode.height);
-    if (!calibration.ok())
-        return calibration.status();
-    auto source = V4l2Source::open(system, camera.device, camera.config, mode, calibration.value());
+    StereoCalibration calibration;
+    if (calibrated) {
+        Result<StereoCalibration> found =
+            findCalibration(camera.info.serial_number, mode.width, mode.height);
+        if (!found.ok())
+            return found.status();
+        calibration = std::move(found.value());
+    }
+    auto source = V4l2Source::open(system, camera.device, camera.config, mode, calibration);
     if (!source.ok())
         return source.status();
-    if (Status s = checkFit(*source.value()); !s.ok())
-        return s;
+    if (calibrated)
+        if (Status s = checkFit(*source.value()); !s.ok())
+            return s;
     return std::unique_ptr<Source>(std::move(source.value()));
+}
+
+Result<std::unique_ptr<Source>> openAny(int index, bino::RESOLUTION_FPS_MODE mode, bool calibrated,
+                                        V4l2System& system) {
+    const bino::ResolutionFpsMode* wanted = bino::find_resolution_fps_mode(mode);
+    if (!wanted)
+        return Status(ErrorCode::kInvalidMode,
+                      "unknown resolution mode " + std::to_string(static_cast<int>(mode)));
+    const std::vector<AttachedCamera> attached = attachedCameras(system);
+    const int real = static_cast<int>(attached.size());
+    const int all = real + static_cast<int>(listSimulatedCameras().size());
+    if (index < 0 || index >= all)
+        return Status(ErrorCode::kInvalidCamera, "there is no camera " + std::to_string(index) +
+                                                     "; was it unplugged? 'kova list' shows them");
+    if (index >= real)
+        return openSimulatedCamera(index - real, mode);
+    return openAttached(attached[static_cast<std::size_t>(index)], *wanted, calibrated, system);
 }
 
 }  // namespace
@@ -130,19 +153,12 @@ std::vector<bino::RESOLUTION_FPS_MODE> cameraModes(int index, V4l2System& system
 
 Result<std::unique_ptr<Source>> openCamera(int index, bino::RESOLUTION_FPS_MODE mode,
                                            V4l2System& system) {
-    const bino::ResolutionFpsMode* wanted = bino::find_resolution_fps_mode(mode);
-    if (!wanted)
-        return Status(ErrorCode::kInvalidMode,
-                      "unknown resolution mode " + std::to_string(static_cast<int>(mode)));
-    const std::vector<AttachedCamera> attached = attachedCameras(system);
-    const int real = static_cast<int>(attached.size());
-    const int all = real + static_cast<int>(listSimulatedCameras().size());
-    if (index < 0 || index >= all)
-        return Status(ErrorCode::kInvalidCamera, "there is no camera " + std::to_string(index) +
-                                                     "; was it unplugged? 'kova list' shows them");
-    if (index >= real)
-        return openSimulatedCamera(index - real, mode);
-    return openAttached(attached[static_cast<std::size_t>(index)], *wanted, system);
+    return openAny(index, mode, true, system);
+}
+
+Result<std::unique_ptr<Source>> openUncalibrated(int index, bino::RESOLUTION_FPS_MODE mode,
+                                                 V4l2System& system) {
+    return openAny(index, mode, false, system);
 }
 
 }  // namespace kova::camera

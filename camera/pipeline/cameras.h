@@ -27,4 +27,10 @@ std::vector<bino::RESOLUTION_FPS_MODE> cameraModes(int index,
 Result<std::unique_ptr<Source>> openCamera(int index, bino::RESOLUTION_FPS_MODE mode,
                                            V4l2System& system = realV4l2System());
 
+/// The same without a calibration, for making one; the source's calibration is empty then, or a
+/// simulated camera's own.
+/// @return kInvalidCamera, kInvalidMode
+Result<std::unique_ptr<Source>> openUncalibrated(int index, bino::RESOLUTION_FPS_MODE mode,
+                                                 V4l2System& system = realV4l2System());
+
 }  // namespace kova::camera

@@ -1,6 +1,7 @@
 #include "tools/commands/calibrate_command.h"
 
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -11,7 +12,13 @@
 #include "camera/calibration/epipolar.h"
 #include "camera/calibration/formats.h"
 #include "camera/calibration/store.h"
-#include "camera/rectification/rectifier.h"
+#include "camera/calibration/view_collector.h"
+#include "camera/pipeline/cameras.h"
+#include "tools/camera_choice.h"
+#include "tools/commands/calibrate_live.h"
+#include "tools/commands/calibration_check.h"
+#include "tools/commands/calibration_report.h"
+#include "tools/interrupt.h"
 #include "tools/picture_pairs.h"
 #include "tools/progress.h"
 #include "tools/report.h"
@@ -30,21 +37,31 @@ const std::map<std::string, camera::CalibrationFormat> kFormats = {
     {"ros", camera::CalibrationFormat::kRos},
     {"kalibr", camera::CalibrationFormat::kKalibr},
     {"euroc", camera::CalibrationFormat::kEuroc}};
-const std::map<std::string, camera::LensFreedom> kFreedoms = {{"auto", camera::LensFreedom::kAuto},
-                                                              {"same", camera::LensFreedom::kSame},
-                                                              {"free", camera::LensFreedom::kFree}};
-constexpr double kDistancesM[] = {1, 2, 5, 10};
+const std::map<std::string, camera::LensFreedom> kFreedoms = {
+    {"auto", camera::LensFreedom::kAuto},
+    {"same", camera::LensFreedom::kSame},
+    {"free", camera::LensFreedom::kFree},
+    {"fisheye", camera::LensFreedom::kFisheye}};
 
 class CalibrateCommand : public Command {
 public:
     std::string name() const override { return "calibrate"; }
     std::string description() const override {
-        return "Calibrate a stereo camera from pictures of a board, or check a calibration";
+        return "Calibrate a stereo camera from views of a board, or check a calibration";
     }
 
     void declare(CLI::App& app) override {
-        app.add_option("input", input_, "Recording, or folder of pictures")->required();
-        app.add_option("--right", right_, "Folder of the right eye's pictures");
+        app.add_option("input", input_,
+                       "Recording, folder of pictures, or one picture of both eyes side by side; "
+                       "nothing with --camera");
+        app.add_option("--right", right_, "Folder of the right eye's pictures, or its picture");
+        app.add_option("--camera", camera_,
+                       "Calibrate this attached camera from what it sees; number as in 'kova list'")
+            ->check(CLI::NonNegativeNumber);
+        app.add_option("--mode", mode_,
+                       "With --camera: resolution and rate, for instance HD720_30FPS");
+        app.add_option("--seconds", seconds_, "With --camera: take views for this time at most")
+            ->check(CLI::PositiveNumber);
         app.add_option("--board", board_.kind, "chessboard, charuco or circles")
             ->transform(CLI::CheckedTransformer(kBoards))
             ->option_text("KIND");
@@ -52,23 +69,31 @@ public:
                        "Columns x rows: inner corners of a chessboard, squares of a ChArUco board, "
                        "circles per row and rows")
             ->capture_default_str();
-        app.add_option("--square", board_.square_mm,
-                       "Side of a square [mm]; of circles, half their distance in a row")
+        app.add_option(
+               "--square", board_.square_mm,
+               "Side of a square [mm]; of circles, half their distance in a row. Measure it: "
+               "all distances scale with it")
             ->capture_default_str();
         app.add_option("--marker", board_.marker_mm,
                        "Side of a ChArUco marker [mm]; 0: three quarters of the square");
         app.add_option("--dictionary", board_.dictionary, "Dictionary of the ChArUco markers")
             ->capture_default_str();
-        app.add_option("--lenses", options_.freedom,
-                       "auto; same: one focal length, no tangential distortion; free")
+        app.add_option(
+               "--lenses", options_.freedom,
+               "auto; same: one focal length, no tangential distortion; free; fisheye: very "
+               "wide lenses")
             ->transform(CLI::CheckedTransformer(kFreedoms))
             ->option_text("HOW");
-        app.add_option("--coefficients", options_.coefficients, "Of the distortion: 4, 5 or 8")
+        app.add_option(
+               "--coefficients", options_.coefficients,
+               "Of the distortion of free lenses: 4, 5 or 8; as many as are clear when left "
+               "out")
             ->check(CLI::IsMember({4, 5, 8}));
         app.add_option("--every", every_, "Look at every n-th pair only")
             ->check(CLI::PositiveNumber);
         auto* serial = app.add_option("--serial", serial_,
-                                      "Keep the result for the camera with this serial number");
+                                      "Keep the result for the camera with this serial number; "
+                                      "with --camera it is known");
         app.add_option("--output", output_, "Write the result here instead")->excludes(serial);
         app.add_option("--format", format_, "Form of the output: kova, opencv, ros, kalibr, euroc")
             ->transform(CLI::CheckedTransformer(kFormats))
@@ -83,10 +108,21 @@ public:
     }
 
     int run() override {
+        if (input_.empty() == (camera_ < 0))
+            return fail({camera::ErrorCode::kInvalidArgument,
+                         input_.empty() ? "give a recording or a folder of pictures, or --camera 0 "
+                                          "for the first attached camera"
+                                        : "give pictures or --camera, not both"});
+        if (camera_ >= 0)
+            return check_
+                       ? fail({camera::ErrorCode::kInvalidArgument,
+                               "--check takes a recording or pictures: record a few seconds with "
+                               "'kova record'"})
+                       : calibrateLive();
         auto pairs = PicturePairs::open(input_, right_);
         if (!pairs.ok())
             return fail(pairs.status());
-        return check_ ? judge(*pairs.value()) : calibrate(*pairs.value());
+        return check_ ? judge(*pairs.value()) : calibratePictures(*pairs.value());
     }
 
 private:
@@ -107,24 +143,57 @@ private:
         return {};
     }
 
-    int calibrate(PicturePairs& pairs) {
-        if (const camera::Status s = parseSize(); !s.ok())
-            return fail(s);
+    /// What can be said before the work begins.
+    camera::Status prepare() {
+        if (camera::Status s = parseSize(); !s.ok())
+            return s;
         std::error_code error;
         if (!force_ && !target().empty() && std::filesystem::exists(target(), error))
-            return fail({camera::ErrorCode::kInvalidArgument,
-                         target().string() + ": is there already; --force overwrites it"});
+            return {camera::ErrorCode::kInvalidArgument,
+                    target().string() + ": is there already; --force overwrites it"};
+        return {};
+    }
+
+    int calibratePictures(PicturePairs& pairs) {
+        if (const camera::Status s = prepare(); !s.ok())
+            return fail(s);
         camera::StereoCalibrator calibrator(board_, options_);
         look(pairs, calibrator);
+        return finish(calibrator);
+    }
+
+    int calibrateLive() {
+        const camera::Result<CameraChoice> choice = chooseCamera(camera_, mode_);
+        if (!choice.ok())
+            return fail(choice.status());
+        if (output_.empty() && serial_ == 0)
+            serial_ = choice.value().info.serial_number;
+        if (const camera::Status s = prepare(); !s.ok())
+            return fail(s);
+        auto source = camera::openUncalibrated(camera_, choice.value().mode->mode);
+        if (!source.ok())
+            return fail(source.status());
+        camera::StereoCalibrator calibrator(board_, options_);
+        camera::ViewCollector collector(board_, calibrator);
+        const Interrupt interrupt;
+        const camera::Status ended =
+            collectLive(*source.value(), collector, seconds_, ::isatty(STDERR_FILENO) != 0);
+        if (!ended.ok())
+            std::fprintf(stderr, "kova: %s; going on with the views so far\n",
+                         ended.message().c_str());
+        return finish(calibrator);
+    }
+
+    int finish(const camera::StereoCalibrator& calibrator) {
         const std::string missing = calibrator.coverage().missing();
         if (!missing.empty())
             std::fprintf(stderr, "kova: the board has not been in: %s\n", missing.c_str());
         camera::CalibrationReport report;
         const camera::Status status = calibrator.calibrate(report);
         if (json_)
-            std::printf("%s\n", asJson(report, status).dump(2).c_str());
+            std::printf("%s\n", calibrationJson(report, status).dump(2).c_str());
         else if (report.calibration.width > 0)
-            print(report);
+            printCalibration(report);
         if (!status.ok())
             return fail(status);
         return write(report.calibration);
@@ -148,8 +217,12 @@ private:
     }
 
     int write(const camera::StereoCalibration& calibration) {
-        if (target().empty())
+        if (target().empty()) {
+            std::fprintf(stderr,
+                         "kova: nothing is kept; --serial keeps it for a camera, --output writes a "
+                         "file\n");
             return kDone;
+        }
         std::filesystem::path path = target();
         const camera::Status s = output_.empty()
                                      ? camera::storeCalibration(serial_, calibration, &path)
@@ -158,64 +231,6 @@ private:
             return fail(s);
         std::fprintf(stderr, "kova: written to %s\n", path.c_str());
         return kDone;
-    }
-
-    static void print(const camera::CalibrationReport& r) {
-        const camera::StereoCalibration& c = r.calibration;
-        std::printf("Picture       %dx%d\n", c.width, c.height);
-        for (const auto& [name, eye] : {std::pair("Left ", &c.left), {"Right", &c.right}})
-            std::printf("%s         fx %.2f fy %.2f cx %.2f cy %.2f px\n", name, eye->fx, eye->fy,
-                        eye->cx, eye->cy);
-        std::printf("Baseline      %.2f mm\n", c.baselineMm());
-        std::printf("Lenses        %s\n",
-                    r.same_lenses ? "same focal length, no tangential terms" : "free");
-        std::printf("Error         stereo %.3f, left alone %.3f, right alone %.3f px rms\n",
-                    r.stereo_rms_px, r.left_rms_px, r.right_rms_px);
-        std::printf("Epipolar      %.3f px rms\n", r.epipolar_rms_px);
-        std::printf("Focal length  uncertain by %.2f %%\n", r.focal_sigma * 100);
-        std::printf("Coverage      %.0f %% of the picture areas\n", r.coverage.share() * 100);
-        for (const double m : kDistancesM)
-            std::printf("At %4.0f m     depth error %.0f mm expected\n", m,
-                        camera::expectedDepthErrorMm(c, r.epipolar_rms_px, m * 1000));
-        for (const camera::ViewError& v : r.views)
-            std::printf("View          %s: left %.2f, right %.2f px%s\n", v.name.c_str(), v.left_px,
-                        v.right_px, v.rejected ? ", rejected as an outlier" : "");
-    }
-
-    static nlohmann::json asJson(const camera::CalibrationReport& r, const camera::Status& status) {
-        const camera::StereoCalibration& c = r.calibration;
-        const auto eye = [](const camera::CameraIntrinsics& e) {
-            return nlohmann::json{{"fx_px", e.fx},
-                                  {"fy_px", e.fy},
-                                  {"cx_px", e.cx},
-                                  {"cy_px", e.cy},
-                                  {"distortion", e.distortion}};
-        };
-        nlohmann::json j{{"accepted", status.ok()},
-                         {"reason", status.message()},
-                         {"missing_areas", r.coverage.missing()},
-                         {"coverage", r.coverage.share()}};
-        if (c.width > 0) {
-            j["width"] = c.width;
-            j["height"] = c.height;
-            j["left"] = eye(c.left);
-            j["right"] = eye(c.right);
-            j["baseline_mm"] = c.baselineMm();
-            j["same_lenses"] = r.same_lenses;
-            j["stereo_rms_px"] = r.stereo_rms_px;
-            j["epipolar_rms_px"] = r.epipolar_rms_px;
-            j["focal_sigma"] = r.focal_sigma;
-            for (const double m : kDistancesM)
-                j["depth_error_mm"].push_back(
-                    {{"distance_m", m},
-                     {"error_mm", camera::expectedDepthErrorMm(c, r.epipolar_rms_px, m * 1000)}});
-        }
-        for (const camera::ViewError& v : r.views)
-            j["views"].push_back({{"name", v.name},
-                                  {"left_px", v.left_px},
-                                  {"right_px", v.right_px},
-                                  {"rejected", v.rejected}});
-        return j;
     }
 
     // --- Checking -----------------------------------------------------------------------------
@@ -228,68 +243,56 @@ private:
             return camera::readCalibration(
                 std::vector<std::filesystem::path>(calibration_.begin(), calibration_.end()),
                 options);
+        if (serial_ > 0)
+            return camera::findCalibration(serial_, options.width, options.height);
         if (pairs.calibration())
             return *pairs.calibration();
         std::error_code error;
-        if (std::filesystem::is_directory(input_, error))
-            return camera::readCalibration(input_, options);
+        if (std::filesystem::is_directory(input_, error)) {
+            auto read = camera::readCalibration(input_, options);
+            if (read.ok() || read.status().code() != camera::ErrorCode::kCannotOpenFile)
+                return read;
+        }
         return camera::Status(camera::ErrorCode::kNotCalibrated,
                               input_ + ": holds no calibration; give one with --calibration");
     }
 
     int judge(PicturePairs& pairs) {
-        constexpr int kMostPairs = 20;
         camera::StereoPair pair;
         if (const camera::Status s = pairs.read(0, pair); !s.ok())
             return fail(s);
         const auto calibration = calibrationFor(pairs, pair);
         if (!calibration.ok())
             return fail(calibration.status());
-        camera::Status status =
-            camera::checkPictureSize(calibration.value().width, calibration.value().height,
-                                     pair.left.width(), pair.left.height());
-        if (!status.ok())
-            return fail(status);
-        const auto rectifier = camera::Rectifier::make(calibration.value(), status);
-        if (!rectifier)
-            return fail(status);
-        camera::EpipolarCheck check(rectifier->geometry().disparityOffset());
-        camera::Image<std::uint8_t> left, right;
-        Progress progress("Comparing");
-        const int step = std::max(every_, (pairs.count() + kMostPairs - 1) / kMostPairs);
-        for (int i = 0; i < pairs.count(); i += step) {
-            progress.update(i, pairs.count());
-            if (!pairs.read(i, pair).ok() || pair.left.width() != calibration.value().width ||
-                pair.left.height() != calibration.value().height ||
-                pair.right.width() != pair.left.width() ||
-                pair.right.height() != pair.left.height())
-                continue;
-            rectifier->rectify(pair.left.view(), pair.right.view(), left, right);
-            check.add(left.view(), right.view());
-        }
-        progress.finish();
-        const camera::EpipolarReport r = check.report();
+        const auto judged = judgeCalibration(calibration.value(), pairs, every_);
+        if (!judged.ok())
+            return fail(judged.status());
+        const camera::EpipolarReport& r = judged.value();
+        const bool fits = r.status().ok();
         if (json_)
-            std::printf("%s\n", nlohmann::json{{"fits", r.status().ok()},
+            std::printf("%s\n", nlohmann::json{{"fits", fits},
                                                {"words", r.words},
                                                {"matches", r.matches},
                                                {"median_dy_px", r.median_dy_px},
                                                {"median_abs_dy_px", r.median_abs_dy_px},
-                                               {"inlier_share", r.inlier_share}}
+                                               {"inlier_share", r.inlier_share},
+                                               {"baseline_mm", calibration.value().baselineMm()}}
                                     .dump(2)
                                     .c_str());
         else
-            std::printf("%s\n", r.words.c_str());
-        return r.status().ok() ? kDone : kFailed;
+            std::printf("%s\n%s\n", describeCalibration(calibration.value()).c_str(),
+                        r.words.c_str());
+        return fits ? kDone : kFailed;
     }
 
-    std::string input_, right_, size_ = "9x6", output_;
+    std::string input_, right_, mode_, size_ = "9x6", output_;
     camera::Board board_;
     camera::CalibratorOptions options_;
     camera::CalibrationFormat format_ = camera::CalibrationFormat::kKova;
     std::vector<std::string> calibration_;
     std::uint32_t serial_ = 0;
-    int every_ = 1;
+    int camera_ = -1, every_ = 1;
+    double seconds_ = 0;
     bool force_ = false, check_ = false, json_ = false;
 };
 

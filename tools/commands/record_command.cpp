@@ -2,13 +2,13 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 
 #include "camera/base/log.h"
 #include "camera/pipeline/cameras.h"
+#include "tools/camera_choice.h"
 #include "tools/interrupt.h"
 #include "tools/report.h"
 
@@ -45,25 +45,6 @@ void printCounters(const camera::RecordingProgress& progress, std::int64_t camer
                  static_cast<long long>(progress.dropped + camera_dropped),
                  diskText(progress.bytes, seconds, path).c_str(), end);
     std::fflush(stderr);
-}
-
-/// The mode of a name, else the one in which the camera's model starts, else, where the camera
-/// lacks that one, the first it has.
-const bino::ResolutionFpsMode* findMode(const std::string& name, int camera,
-                                        bino::CAMERA_MODEL model) {
-    if (name.empty()) {
-        const std::vector<bino::RESOLUTION_FPS_MODE> offered = camera::cameraModes(camera);
-        if (offered.empty())
-            return nullptr;
-        const auto index = static_cast<std::size_t>(bino::camera_model_default_mode_index(model));
-        const bino::RESOLUTION_FPS_MODE usual = bino::camera_model_modes(model)[index];
-        const bool has = std::find(offered.begin(), offered.end(), usual) != offered.end();
-        return bino::find_resolution_fps_mode(has ? usual : offered.front());
-    }
-    for (const bino::ResolutionFpsMode& mode : bino::resolution_fps_modes())
-        if (name == mode.name)
-            return &mode;
-    return nullptr;
 }
 
 }  // namespace
@@ -131,22 +112,19 @@ void RecordCommand::declare(CLI::App& app) {
         ->check(CLI::PositiveNumber);
     app.add_option("--exposure", exposure_ms_, "Exposure time [ms]; automatic when left out")
         ->check(CLI::PositiveNumber);
+    app.add_flag("--uncalibrated", uncalibrated_,
+                 "Record without a calibration, for instance boards to calibrate from");
     app.add_flag("--force", force_, "Replace an existing file");
     app.add_flag("--quiet", quiet_, "No counters");
 }
 
 int RecordCommand::run() {
-    const std::vector<camera::CameraInfo> cameras = camera::listCameras();
-    if (camera_ >= static_cast<int>(cameras.size()))
-        return fail({ErrorCode::kInvalidCamera, "there is no camera " + std::to_string(camera_) +
-                                                    "; 'kova list' shows " +
-                                                    std::to_string(cameras.size())});
-    const auto model = static_cast<bino::CAMERA_MODEL>(cameras[std::size_t(camera_)].model);
-    const bino::ResolutionFpsMode* mode = findMode(mode_, camera_, model);
-    if (!mode)
-        return fail({ErrorCode::kInvalidMode,
-                     "unknown mode '" + mode_ + "'; 'kova list' shows the camera's modes"});
-    auto source = camera::openCamera(camera_, mode->mode);
+    const camera::Result<CameraChoice> choice = chooseCamera(camera_, mode_);
+    if (!choice.ok())
+        return fail(choice.status());
+    const bino::ResolutionFpsMode* mode = choice.value().mode;
+    auto source = uncalibrated_ ? camera::openUncalibrated(camera_, mode->mode)
+                                : camera::openCamera(camera_, mode->mode);
     if (!source.ok())
         return fail(source.status());
     camera::Source& live = *source.value();

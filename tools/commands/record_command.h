@@ -40,6 +40,7 @@ private:
     std::string output_;
     RecordLimits limits_;
     double exposure_ms_ = 0;
+    bool uncalibrated_ = false;
     bool force_ = false;
     bool quiet_ = false;
 };

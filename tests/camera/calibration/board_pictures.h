@@ -5,6 +5,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <cmath>
 #include <random>
 #include <vector>
 
@@ -60,6 +61,7 @@ inline BoardTexture drawBoard(const Board& board) {
 class BoardCamera {
 public:
     static constexpr int kFine = 2;
+    static constexpr int kBackground = 120;  ///< [grey levels]
 
     BoardCamera(const CameraIntrinsics& eye, int width, int height)
         : width_(width), height_(height) {
@@ -68,8 +70,11 @@ public:
             for (int x = 0; x < width * kFine; ++x)
                 pixels.emplace_back((x + 0.5F) / kFine - 0.5F, (y + 0.5F) / kFine - 0.5F);
         const cv::Matx33d k(eye.fx, 0, eye.cx, 0, eye.fy, eye.cy, 0, 0, 1);
-        cv::undistortPoints(pixels, rays_, k, eye.distortion, cv::noArray(), cv::noArray(),
-                            cv::TermCriteria(cv::TermCriteria::COUNT, 15, 0));
+        if (eye.lens == LensModel::kEquidistant)
+            cv::fisheye::undistortPoints(pixels, rays_, k, eye.distortion);
+        else
+            cv::undistortPoints(pixels, rays_, k, eye.distortion, cv::noArray(), cv::noArray(),
+                                cv::TermCriteria(cv::TermCriteria::COUNT, 15, 0));
     }
 
     /// The board whose points p have the coordinates rotation * p + translation.
@@ -91,6 +96,10 @@ public:
                         const cv::Point2f& r = rays_[static_cast<std::size_t>(
                             (y * kFine + v) * width_ * kFine + x * kFine + u)];
                         const double w = h[6] * r.x + h[7] * r.y + h[8];
+                        if (w <= 0) {  // behind the camera
+                            sum += kBackground;
+                            continue;
+                        }
                         sum += grey(board, (h[0] * r.x + h[1] * r.y + h[2]) / w,
                                     (h[3] * r.x + h[4] * r.y + h[5]) / w);
                     }
@@ -106,11 +115,80 @@ private:
         const int x = cvFloor((x_mm + board.origin_mm.x) * board.px_per_mm);
         const int y = cvFloor((y_mm + board.origin_mm.y) * board.px_per_mm);
         const bool inside = x >= 0 && y >= 0 && x < board.picture.cols && y < board.picture.rows;
-        return inside ? board.picture.at<std::uint8_t>(y, x) : 120;
+        return inside ? board.picture.at<std::uint8_t>(y, x) : kBackground;
     }
 
     int width_, height_;
     std::vector<cv::Point2f> rays_;
+};
+
+/// Poses of the board: its middle goes to all parts of the view, tilted to all sides.
+struct BoardPose {
+    cv::Matx33d rotation;
+    cv::Vec3d translation;
+};
+
+inline std::vector<BoardPose> poses(const Board& board, double distance) {
+    std::vector<BoardPose> result;
+    const auto last = board.point(board.pointCount() - 1);
+    const cv::Vec3d middle(last[0] / 2, last[1] / 2, 0);
+    for (int i = 0; i < 12; ++i) {
+        const double a = i * 2.4;
+        BoardPose p;
+        cv::Rodrigues(cv::Vec3d(0.5 * std::sin(a), 0.5 * std::cos(a * 1.3), 0.15 * std::sin(a * 2)),
+                      p.rotation);
+        const double z = distance * (1 + 0.15 * (i % 3));
+        const cv::Vec3d centre(0.24 * z * std::cos(i * 1.7) + 40, 0.16 * z * std::sin(i * 1.1), z);
+        p.translation = centre - p.rotation * middle;
+        result.push_back(p);
+    }
+    return result;
+}
+
+/// Poses for a very wide lens: the board faces the camera from all sides.
+inline std::vector<BoardPose> posesAround(const Board& board, double distance) {
+    const auto last = board.point(board.pointCount() - 1);
+    std::vector<BoardPose> result;
+    for (int i = 0; i < 18; ++i) {
+        // The middle, and two rings around it.
+        const double off = i < 3 ? 0 : i < 9 ? 0.35 : 0.75;
+        const double side = i * 1.0472 + (i < 9 ? 0.5 : 0);
+        cv::Matx33d turn, tilt;
+        cv::Rodrigues(cv::Vec3d(-off * std::sin(side) * 0.7, off * std::cos(side), 0), turn);
+        cv::Rodrigues(cv::Vec3d(0.45 * std::sin(i * 2.4), 0.45 * std::cos(i * 3.1), 0), tilt);
+        BoardPose p;
+        p.rotation = turn * tilt;
+        p.translation = turn * cv::Vec3d(20, 0, distance * (1 + 0.2 * (i % 3))) -
+                        p.rotation * cv::Vec3d(last[0] / 2, last[1] / 2, 0);
+        result.push_back(p);
+    }
+    return result;
+}
+
+/// Both eyes of a camera before a board.
+class Stage {
+public:
+    Stage(const Board& board, const StereoCalibration& camera)
+        : texture_(drawBoard(board)),
+          left_(camera.left, camera.width, camera.height),
+          right_(camera.right, camera.width, camera.height),
+          rotation_(camera.right_from_left.data()),
+          translation_(camera.translation_mm.data()) {}
+
+    Image<std::uint8_t> left(const BoardPose& p) {
+        return left_.see(texture_, p.rotation, p.translation, random_);
+    }
+    Image<std::uint8_t> right(const BoardPose& p) {
+        return right_.see(texture_, rotation_ * p.rotation,
+                          rotation_ * p.translation + translation_, random_);
+    }
+
+private:
+    BoardTexture texture_;
+    BoardCamera left_, right_;
+    cv::Matx33d rotation_;
+    cv::Vec3d translation_;
+    std::mt19937 random_{1};
 };
 
 }  // namespace kova::camera::test

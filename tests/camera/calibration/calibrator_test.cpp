@@ -5,11 +5,15 @@
 
 #include <cmath>
 
+#include "camera/calibration/lens.h"
 #include "tests/camera/calibration/board_pictures.h"
 
 namespace kova::camera {
 namespace {
 
+using test::BoardPose;
+using test::poses;
+using test::Stage;
 using testing::HasSubstr;
 
 constexpr double kDistance = 480;  // of the board [mm]
@@ -27,61 +31,12 @@ StereoCalibration truth() {
     return c;
 }
 
-/// Poses of the board: its middle goes to all parts of the view, tilted to all sides.
-struct Pose {
-    cv::Matx33d rotation;
-    cv::Vec3d translation;
-};
-
-std::vector<Pose> poses(const Board& board, double distance) {
-    std::vector<Pose> result;
-    const auto last = board.point(board.pointCount() - 1);
-    const cv::Vec3d middle(last[0] / 2, last[1] / 2, 0);
-    for (int i = 0; i < 12; ++i) {
-        const double a = i * 2.4;
-        Pose p;
-        cv::Rodrigues(cv::Vec3d(0.5 * std::sin(a), 0.5 * std::cos(a * 1.3), 0.15 * std::sin(a * 2)),
-                      p.rotation);
-        const double z = distance * (1 + 0.15 * (i % 3));
-        const cv::Vec3d centre(0.24 * z * std::cos(i * 1.7) + 40, 0.16 * z * std::sin(i * 1.1), z);
-        p.translation = centre - p.rotation * middle;
-        result.push_back(p);
-    }
-    return result;
-}
-
-/// Both eyes of a camera before a board.
-class Stage {
-public:
-    Stage(const Board& board, const StereoCalibration& camera)
-        : texture_(test::drawBoard(board)),
-          left_(camera.left, camera.width, camera.height),
-          right_(camera.right, camera.width, camera.height),
-          rotation_(camera.right_from_left.data()),
-          translation_(camera.translation_mm.data()) {}
-
-    Image<std::uint8_t> left(const Pose& p) {
-        return left_.see(texture_, p.rotation, p.translation, random_);
-    }
-    Image<std::uint8_t> right(const Pose& p) {
-        return right_.see(texture_, rotation_ * p.rotation,
-                          rotation_ * p.translation + translation_, random_);
-    }
-
-private:
-    test::BoardTexture texture_;
-    test::BoardCamera left_, right_;
-    cv::Matx33d rotation_;
-    cv::Vec3d translation_;
-    std::mt19937 random_{1};
-};
-
 /// Shows the board in all poses to a camera and calibrates it.
 Status calibrateOn(const Board& board, const StereoCalibration& camera,
                    StereoCalibrator& calibrator, CalibrationReport& report, int views = 12) {
     Stage stage(board, camera);
     int i = 0;
-    for (const Pose& p : poses(board, kDistance))
+    for (const BoardPose& p : poses(board, kDistance))
         if (i < views)
             calibrator.add("view " + std::to_string(i++), stage.left(p).view(),
                            stage.right(p).view());
@@ -109,7 +64,7 @@ TEST(StereoCalibrator, RecoversACameraFromAChessboard) {
     EXPECT_GE(calibrator.viewCount(), 10);
     expectTruth(truth(), report);
     // The distortion itself, where it matters: a quarter of the width off the axis.
-    EXPECT_FALSE(report.same_lenses) << "the eyes' focal lengths differ by 1.6 %";
+    EXPECT_EQ(LensFreedom::kFree, report.lenses) << "the eyes' focal lengths differ by 1.6 %";
     EXPECT_NEAR(-0.2, report.calibration.left.distortion[0], 0.02);
 }
 
@@ -139,6 +94,41 @@ TEST(StereoCalibrator, RecoversACameraFromAsymmetricCircles) {
     expectTruth(truth(), report);
 }
 
+TEST(StereoCalibrator, RecoversAFisheyeAndFindsOutThatItIsOne) {
+    const Board board;
+    StereoCalibration wide = truth();
+    wide.left = {220, 221, 243, 177, LensModel::kEquidistant, {-0.02, 0.004, -0.002, 0.0005}};
+    wide.right = {222, 220, 236, 182, LensModel::kEquidistant, {-0.021, 0.003, -0.001, 0}};
+    Stage stage(board, wide);
+    CalibratorOptions options;
+    options.freedom = LensFreedom::kFisheye;
+    StereoCalibrator fisheye(board, options), automatic(board);
+    int i = 0;
+    for (const BoardPose& p : test::posesAround(board, 240)) {
+        const Image<std::uint8_t> left = stage.left(p), right = stage.right(p);
+        const BoardPoints in_left = findBoard(board, left.view());
+        const BoardPoints in_right = findBoard(board, right.view());
+        for (StereoCalibrator* c : {&fisheye, &automatic})
+            c->add(std::to_string(i), wide.width, wide.height, in_left, in_right);
+        ++i;
+    }
+    CalibrationReport report, found_out;
+    const Status status = fisheye.calibrate(report);
+    ASSERT_TRUE(status.ok()) << status.message();
+    EXPECT_GE(fisheye.viewCount(), 12);
+    expectTruth(wide, report);
+    EXPECT_EQ(LensModel::kEquidistant, report.calibration.left.lens);
+    for (const std::array<double, 3>& ray :
+         {std::array<double, 3>{1, 0.2, 1}, {-1.2, 0, 1}, {0, 0.8, 1}, {1.2, -0.8, 1}}) {
+        const ImagePoint p = projectRay(wide.left, ray);
+        const ImagePoint q = projectRay(report.calibration.left, ray);
+        EXPECT_NEAR(p.x, q.x, 1);
+        EXPECT_NEAR(p.y, q.y, 1);
+    }
+    ASSERT_TRUE(automatic.calibrate(found_out).ok());
+    EXPECT_EQ(LensFreedom::kFisheye, found_out.lenses);
+}
+
 TEST(StereoCalibrator, RefusesSwappedEyesInWords) {
     const Board board;
     StereoCalibration swapped = truth();
@@ -159,8 +149,8 @@ TEST(StereoCalibrator, LeavesOutAViewWhoseEyesSawDifferentMoments) {
     options.freedom = LensFreedom::kFree;
     StereoCalibrator calibrator(board, options);
     int i = 0;
-    for (const Pose& p : poses(board, kDistance)) {
-        Pose later = p;
+    for (const BoardPose& p : poses(board, kDistance)) {
+        BoardPose later = p;
         if (i == 4)
             later.translation += cv::Vec3d(6, 5, 0);
         calibrator.add(std::to_string(i++), stage.left(p).view(), stage.right(later).view());
@@ -200,7 +190,7 @@ TEST(StereoCalibrator, RefusesViewsThatOnlyFillOneCorner) {
     Stage stage(board, truth());
     StereoCalibrator calibrator(board);
     for (int i = 0; i < 7; ++i) {
-        Pose p;
+        BoardPose p;
         cv::Rodrigues(cv::Vec3d(0.1 * std::sin(i), 0.1 * std::cos(i), 0), p.rotation);
         p.translation = {-250.0 + 10 * i, -220.0 + 5 * i, 700};
         calibrator.add(std::to_string(i), stage.left(p).view(), stage.right(p).view());
