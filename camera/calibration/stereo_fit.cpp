@@ -131,13 +131,15 @@ std::vector<std::vector<Point>> padded(const std::vector<std::vector<Point>>& vi
     return out;
 }
 
+const cv::TermCriteria kFisheyeConvergence(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 50,
+                                           1e-7);
+
 Eye fisheyeEye(const Points3& board, const Points2& pixels, cv::Size size) {
     Eye eye;
     std::vector<cv::Mat> rotations, translations;
     eye.rms = cv::fisheye::calibrate(
         board, pixels, size, eye.matrix, eye.distortion, rotations, translations,
-        cv::fisheye::CALIB_RECOMPUTE_EXTRINSIC | cv::fisheye::CALIB_FIX_SKEW,
-        cv::TermCriteria(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, 1e-8));
+        cv::fisheye::CALIB_RECOMPUTE_EXTRINSIC | cv::fisheye::CALIB_FIX_SKEW, kFisheyeConvergence);
     return eye;
 }
 
@@ -222,7 +224,7 @@ StereoFit fitFisheye(const BoardObservations& v, cv::Size size) {
         right.matrix, right.distortion, size, rotation, translation,
         cv::fisheye::CALIB_USE_INTRINSIC_GUESS | cv::fisheye::CALIB_RECOMPUTE_EXTRINSIC |
             cv::fisheye::CALIB_FIX_SKEW,
-        cv::TermCriteria(cv::TermCriteria::COUNT | cv::TermCriteria::EPS, 100, 1e-8));
+        kFisheyeConvergence);
     setEye(fit.calibration.left, left, LensModel::kEquidistant, 4);
     setEye(fit.calibration.right, right, LensModel::kEquidistant, 4);
     setPlace(fit.calibration, rotation, translation);
