@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
+#include <memory>
+#include <string>
 
+#include "camera/simulation/film.h"
+#include "camera/simulation/renderer.h"
 #include "camera/simulation/simulated_source.h"
 
 namespace kova::tools {
@@ -14,45 +16,66 @@ namespace {
 
 using testing::HasSubstr;
 
-/// Goes on when the camera is read, but never beyond what it has rendered: what it shows depends on
-/// nothing but how often it is read.
-class PatientClock : public camera::SourceClock {
+/// A live camera at the simulator's board. Each pose is rendered when it is due, so that what the
+/// camera shows depends on nothing but how often it is read.
+class BoardSource : public camera::Source {
 public:
-    explicit PatientClock(camera::SimulatedSource*& source) : source_(source) {}
-    std::int64_t nowNs() override { return now_; }
-    void sleepUntil(std::int64_t t_ns) override {
-        now_ = t_ns;
-        const auto pose = static_cast<int>(static_cast<double>(now_) / 0.2e9);
-        const int needed = std::min(source_->viewsWanted(), std::max(8, pose + 3));
-        while (source_->viewsReady() < needed)
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    BoardSource()
+        : renderer_(camera::makeScene("calibration_board", 1).value(), rig()),
+          film_(renderer_.rig()) {
+        stream_.width = 2 * renderer_.rig().width;
+        stream_.height = renderer_.rig().height;
+        stream_.nominal_fps = kFps;
+    }
+    const camera::StreamInfo& stream() const override { return stream_; }
+    const camera::CameraInfo& camera() const override { return camera_; }
+    const camera::StereoCalibration& calibration() const override { return renderer_.rig().given; }
+    camera::Status grab(camera::RawFrame& frame) override {
+        const double t_s = number_ / kFps;
+        const auto pose = static_cast<int>(t_s / renderer_.scene().showing.hold_s + 1e-6);
+        if (pose != pose_)
+            renderer_.render(t_s, camera::kNominalExposureUs * 1e-6, light_);
+        pose_ = pose;
+        film_.expose(light_, {}, number_, frame.data);
+        frame.t_ns = static_cast<std::int64_t>(t_s * 1e9);
+        frame.sequence = number_++;
+        return {};
     }
 
 private:
-    camera::SimulatedSource*& source_;
+    static constexpr double kFps = 15;  // three frames of each pose: every third pair moves
+    static camera::SimulatedRig rig() {
+        camera::RigOptions options;
+        options.lens_distortion = true;
+        return camera::makeRig(options);
+    }
+
+    camera::Renderer renderer_;
+    camera::Film film_;
+    camera::StreamInfo stream_;
+    camera::CameraInfo camera_;
+    camera::LightPair light_;
+    int number_ = 0, pose_ = -1;
+};
+
+class Clock : public camera::SourceClock {
+public:
+    std::int64_t nowNs() override { return now_; }
+    void sleepUntil(std::int64_t t_ns) override { now_ = std::max(now_, t_ns); }
+
+private:
     std::int64_t now_ = 0;
 };
 
 class CalibrateLive : public testing::Test {
 protected:
-    void open(camera::SimulatedCameraOptions options) {
-        options.scene = "calibration_board";
-        options.lens_distortion = true;
-        auto source = camera::SimulatedSource::open(options, bino::RESOLUTION_FPS_MODE_SD400_15FPS,
-                                                    std::make_unique<PatientClock>(live_));
-        ASSERT_TRUE(source.ok()) << source.status().message();
-        source_ = std::move(source.value());
-        live_ = source_.get();
-    }
-    camera::Status collect(double seconds) {
+    camera::Status collect(camera::Source& source, double seconds) {
         testing::internal::CaptureStderr();
-        const camera::Status ended = collectLive(*source_, collector_, seconds, false);
+        const camera::Status ended = collectLive(source, collector_, seconds, false);
         said_ = testing::internal::GetCapturedStderr();
         return ended;
     }
 
-    camera::SimulatedSource* live_ = nullptr;
-    std::unique_ptr<camera::SimulatedSource> source_;
     camera::Board board_ = [] {
         camera::Board board;
         board.square_mm = 60;
@@ -64,8 +87,8 @@ protected:
 };
 
 TEST_F(CalibrateLive, ABoardThatIsShownAllAroundIsEnough) {
-    open({});
-    const camera::Status ended = collect(30);
+    BoardSource source;
+    const camera::Status ended = collect(source, 30);
     ASSERT_TRUE(ended.ok()) << ended.message();
     EXPECT_TRUE(collector_.enough()) << collector_.missing();
     EXPECT_GE(calibrator_.viewCount(), camera::ViewCollector::kViews);
@@ -76,7 +99,7 @@ TEST_F(CalibrateLive, ABoardThatIsShownAllAroundIsEnough) {
     camera::CalibrationReport report;
     const camera::Status status = calibrator_.calibrate(report);
     ASSERT_TRUE(status.ok()) << status.message();
-    const camera::StereoCalibration& truth = source_->calibration();
+    const camera::StereoCalibration& truth = source.calibration();
     EXPECT_NEAR(truth.baselineMm(), report.calibration.baselineMm(), 0.005 * truth.baselineMm());
     EXPECT_NEAR(truth.left.fx, report.calibration.left.fx, 0.005 * truth.left.fx);
     EXPECT_EQ(1.0, report.coverage.share());
@@ -84,11 +107,14 @@ TEST_F(CalibrateLive, ABoardThatIsShownAllAroundIsEnough) {
 
 TEST_F(CalibrateLive, EndsWithTimeAndWithTheCamera) {
     camera::SimulatedCameraOptions options;
+    options.scene = "calibration_board";
     options.unplug_s = 1;
-    open(options);
-    EXPECT_TRUE(collect(0.3).ok());
-    EXPECT_EQ(1, calibrator_.viewCount());
-    const camera::Status ended = collect(0);
+    auto source = camera::SimulatedSource::open(options, bino::RESOLUTION_FPS_MODE_SD400_15FPS,
+                                                std::make_unique<Clock>());
+    ASSERT_TRUE(source.ok()) << source.status().message();
+    EXPECT_TRUE(collect(*source.value(), 0.3).ok());
+    EXPECT_GE(calibrator_.viewCount(), 1);
+    const camera::Status ended = collect(*source.value(), 0);
     EXPECT_EQ(camera::ErrorCode::kInvalidCamera, ended.code());
     EXPECT_FALSE(collector_.enough());
 }
