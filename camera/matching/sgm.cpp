@@ -276,7 +276,7 @@ HWY_INLINE void advance(Path& path, const std::uint8_t* cost, const std::uint8_t
     }
 }
 
-/// Costs, column by column, and vertical sums of a cell.
+/// Costs and sums of the vertical paths of a cell, column by column.
 void prepareCell(const Band& band, int cell) {
     const LevelRange range = band.ranges[cell];
     const std::size_t stride = BandMemory::pixelStride(range.size());
@@ -294,7 +294,7 @@ void prepareCell(const Band& band, int cell) {
     for (int k = 0; k <= range.size(); ++k)
         transpose(row(band.y0) + k * kCell, stride, columns + k * kCell, stride);
 
-    std::uint8_t* sums = band.memory.vertical[cell % 2];
+    std::uint8_t* sums = band.memory.vertical;
     const auto sum = [&](int y) { return sums + static_cast<std::size_t>(y - band.y0) * stride; };
     Path path;
     path.value = band.memory.path;
@@ -308,62 +308,13 @@ void prepareCell(const Band& band, int cell) {
         advance<Output::kNone>(path, row(y), row(std::max(y - 1, begin)) + grey, sums);
     for (int y = band.y0; y < cell_end; ++y)
         advance<Output::kAdd>(path, row(y), row(std::max(y - 1, begin)) + grey, sum(y));
-}
-
-/// Sums of the horizontal paths of a cell, column by column, whose costs and those of the next cell
-/// are prepared.
-///
-/// @param grey_left  grey values of the column before the cell; moves on
-void runHorizontalPaths(const Band& band, int cell, Path& from_left, std::uint8_t* grey_left) {
-    const LevelRange range = band.ranges[cell];
-    const std::size_t stride = BandMemory::pixelStride(range.size());
-    const int x0 = cell * kCell, width = band.left.width();
-    const int last = std::min(kCell, width - x0) - 1;
-    const std::uint8_t* columns = band.memory.columns[cell % 2];
-    const auto column = [&](int x) { return columns + static_cast<std::size_t>(x) * stride; };
-    const auto grey = [&](int x) { return column(x) + range.size() * kCell; };
-    const auto sum = [&](int x) {
-        return band.memory.horizontal + static_cast<std::size_t>(x) * stride;
-    };
-
-    Path path;
-    path.value = band.memory.path;
-    const std::uint8_t* grey_right = grey(last);
-    if (x0 + kCell < width) {
-        const LevelRange beyond = band.ranges[cell + 1];
-        const std::size_t beyond_stride = BandMemory::pixelStride(beyond.size());
-        const std::uint8_t* halo = band.memory.columns[(cell + 1) % 2];
-        const int beyond_last = std::min(kHaloColumns, width - x0 - kCell) - 1;
-        const auto beyond_grey = [&](int x) {
-            return halo + static_cast<std::size_t>(x) * beyond_stride + beyond.size() * kCell;
-        };
-        startPath(path, beyond);
-        for (int x = beyond_last; x >= 0; --x)
-            advance<Output::kNone>(path, halo + static_cast<std::size_t>(x) * beyond_stride,
-                                   beyond_grey(std::min(x + 1, beyond_last)), nullptr);
-        grey_right = beyond_grey(0);
-        changeRange(path, range);
-    } else {
-        startPath(path, range);
-    }
-    for (int x = last; x >= 0; --x) {
-        advance<Output::kStore>(path, column(x), grey_right, sum(x));
-        grey_right = grey(x);
-    }
-
-    if (cell == 0)
-        startPath(from_left, range);
-    else
-        changeRange(from_left, range);
-    for (int x = 0; x <= last; ++x) {
-        advance<Output::kAdd>(from_left, column(x), x > 0 ? grey(x - 1) : grey_left, sum(x));
-    }
-    std::memcpy(grey_left, grey(last), kCell);
+    for (int k = 0; k < range.size(); ++k)
+        transpose(sums + k * kCell, stride, band.memory.sums[cell % 2] + k * kCell, stride);
 }
 
 // ---- Winners ---------------------------------------------------------------------------------
 
-/// The winners of a line of pixels, with the sums that they are judged by.
+/// The winners of a column of pixels, with the sums that they are judged by.
 struct LineWinners {
     alignas(64) std::uint16_t level[kCell];  ///< from the beginning of the range
     alignas(64) std::uint8_t before[kCell];  ///< sum one level below the winner; 255 if none
@@ -372,34 +323,60 @@ struct LineWinners {
     alignas(64) std::uint8_t second[kCell];
 };
 
-/// Adds `other` to `sums` and finds the winners of a line; at most 256 levels.
-void findWinners(std::uint8_t* sums, const std::uint8_t* other, int levels, LineWinners& winners) {
-    const Vector one = hn::Set(d8, 1), most = hn::Set(d8, 255);
+/// The last path of all: moves it on by one pixel, adds it to the sums and finds the winners; at
+/// most 256 levels.
+///
+/// @param total  working memory of a line per level
+void advanceToWinners(Path& path, const std::uint8_t* cost, const std::uint8_t* grey_before,
+                      const std::uint8_t* sum, std::uint8_t* total, LineWinners& winners) {
+    const std::ptrdiff_t levels = path.range.size();
+    const Vector small = hn::Set(d8, kSmallStep), one = hn::Set(d8, 1), most = hn::Set(d8, 255);
     alignas(64) std::uint8_t index[kCell];
     for (int lane = 0; lane < kCell; lane += lanes()) {
-        Vector best = most, level = hn::Zero(d8), k_now = hn::Zero(d8);
-        Vector last = most, before = most, after = most;
+        const Vector large =
+            largeStep(hn::Load(d8, cost + levels * kCell + lane), hn::Load(d8, grey_before + lane));
+        const Vector least = hn::Load(d8, path.least + lane);
+        const Vector jump = hn::SaturatedAdd(least, large);
+        std::uint8_t* value = path.value + lane;
+        const std::uint8_t *c = cost + lane, *s = sum + lane;
+        std::uint8_t* t = total + lane;
+        Vector next_least = most, below = most, best = most, before = most, after = most;
+        Vector level = hn::Zero(d8), k_now = level, last = most;
         auto last_was_best = hn::Lt(most, most);
-        std::uint8_t* s = sums + lane;
-        const std::uint8_t* o = other + lane;
-        for (int k = 0; k < levels; ++k, s += kCell, o += kCell) {
-            const Vector sum = hn::SaturatedAdd(hn::Load(d8, s), hn::Load(d8, o));
-            hn::Store(sum, d8, s);
-            after = hn::IfThenElse(last_was_best, sum, after);
-            last_was_best = hn::Lt(sum, best);
+        Vector here = hn::Load(d8, value);
+        Vector here_stepped = hn::SaturatedAdd(here, small);
+        for (std::ptrdiff_t k = 0; k < levels; ++k) {
+            const Vector above = hn::Load(d8, value + kCell);
+            const Vector above_stepped = hn::SaturatedAdd(above, small);
+            const Vector reach = hn::Min(hn::Min(here, jump), hn::Min(below, above_stepped));
+            const Vector next = hn::Add(hn::Load(d8, c), hn::Sub(reach, least));
+            hn::Store(next, d8, value);
+            next_least = hn::Min(next_least, next);
+            const Vector all = hn::SaturatedAdd(hn::Load(d8, s), next);
+            hn::Store(all, d8, t);
+            after = hn::IfThenElse(last_was_best, all, after);
+            last_was_best = hn::Lt(all, best);
             level = hn::IfThenElse(last_was_best, k_now, level);
             before = hn::IfThenElse(last_was_best, last, before);
-            best = hn::Min(best, sum);
-            last = sum;
+            best = hn::Min(best, all);
+            last = all;
             k_now = hn::Add(k_now, one);
+            here = above;
+            below = here_stepped;
+            here_stepped = above_stepped;
+            value += kCell;
+            c += kCell;
+            s += kCell;
+            t += kCell;
         }
+        hn::Store(next_least, d8, path.least + lane);
         // k - level + 1 is 0, 1 or 2 for the winner and its neighbours.
-        Vector second = most, distance = hn::Sub(one, level);
         const Vector two = hn::Set(d8, 2);
-        s = sums + lane;
-        for (int k = 0; k < levels; ++k, s += kCell) {
-            const Vector sum = hn::Load(d8, s);
-            second = hn::IfThenElse(hn::Gt(distance, two), hn::Min(second, sum), second);
+        Vector second = most, distance = hn::Sub(one, level);
+        t = total + lane;
+        for (std::ptrdiff_t k = 0; k < levels; ++k, t += kCell) {
+            const Vector all = hn::Load(d8, t);
+            second = hn::IfThenElse(hn::Gt(distance, two), hn::Min(second, all), second);
             distance = hn::Add(distance, one);
         }
         hn::Store(level, d8, index + lane);
@@ -411,11 +388,8 @@ void findWinners(std::uint8_t* sums, const std::uint8_t* other, int levels, Line
     for (int lane = 0; lane < kCell; ++lane) winners.level[lane] = index[lane];
 }
 
-/// The same for any number of levels; only the widest searches come here.
-void findWinnersWide(std::uint8_t* sums, const std::uint8_t* other, int levels,
-                     LineWinners& winners) {
-    for (int i = 0; i < levels * kCell; ++i)
-        sums[i] = static_cast<std::uint8_t>(std::min(sums[i] + other[i], 255));
+/// Finds the winners among any number of levels; only the widest searches come here.
+void findWinners(const std::uint8_t* sums, int levels, LineWinners& winners) {
     for (int lane = 0; lane < kCell; ++lane) {
         const std::uint8_t* s = sums + lane;
         int level = 0, second = 255;
@@ -452,9 +426,9 @@ HWY_INLINE hn::Vec<D> quotient(D d16, hn::Vec<D> numerator, hn::Vec<D> divisor) 
     return hn::Load(d16, n);
 }
 
-/// judgeWinner() for the pixels of a line, the first of which is in column x0.
-void judgeWinners(const LineWinners& line, int x0, const LevelRange& range, int min_disparity,
-                  std::uint16_t* disparity) {
+/// judgeWinner() for a column's winners; the disparities as bytes, low and high.
+void judgeWinners(const LineWinners& line, int x, const LevelRange& range, int min_disparity,
+                  std::uint8_t* low, std::uint8_t* high) {
     const hn::CappedTag<std::uint16_t, kCell> d16;
     const hn::Rebind<std::uint8_t, decltype(d16)> narrow;
     const auto set = [&](int v) HWY_ATTR { return hn::Set(d16, static_cast<std::uint16_t>(v)); };
@@ -476,39 +450,107 @@ void judgeWinners(const LineWinners& line, int x0, const LevelRange& range, int 
             set(1));
         const auto low_end = hn::Eq(level, hn::Zero(d16));
         const auto none = hn::Eq(pixels, hn::Zero(d16));
-        const auto column = hn::Iota(d16, static_cast<std::uint16_t>(x0 + static_cast<int>(i)));
         const auto bad = hn::Or(
-            hn::Or(hn::Gt(pixels, column), hn::Eq(level, set(range.size() - 1))),
+            hn::Or(hn::Gt(pixels, set(x)), hn::Eq(level, set(range.size() - 1))),
             hn::Or(hn::AndNot(none, low_end), hn::Lt(hn::Mul(second, set(100 - kUniquePercent)),
                                                      hn::Add(hn::Mul(best, set(100)), set(1)))));
         const auto value = hn::IfThenElse(none, set(1), refined);
-        hn::StoreU(hn::IfThenElse(bad, set(kInvalidDisparity), value), d16, disparity + i);
+        const auto disparity = hn::IfThenElse(bad, set(kInvalidDisparity), value);
+        hn::Store(hn::TruncateTo(narrow, disparity), narrow, low + i);
+        hn::Store(hn::TruncateTo(narrow, hn::ShiftRight<8>(disparity)), narrow, high + i);
     }
 }
 
-void chooseWinners(const Band& band, int cell) {
-    const LevelRange range = band.ranges[cell];
-    const int levels = range.size();
-    const std::size_t stride = BandMemory::pixelStride(levels);
-    for (int k = 0; k < levels; ++k)
-        transpose(band.memory.horizontal + k * kCell, stride, band.memory.rows + k * kCell, stride);
+/// The winners of a cell, column by column.
+struct CellWinners {
+    enum { kLow, kHigh, kBest, kSecond, kPlanes };
+    alignas(64) std::uint8_t planes[kPlanes][kCell * kCell];
+
+    std::uint8_t* column(int plane, int x) { return planes[plane] + x * kCell; }
+};
+
+/// Writes a cell's winners row by row.
+void storeWinners(const Band& band, int cell, CellWinners& columns) {
+    CellWinners rows;
+    for (int i = 0; i < CellWinners::kPlanes; ++i)
+        transpose(columns.planes[i], kCell, rows.planes[i], kCell);
     const int x0 = cell * kCell, count = std::min(kCell, band.left.width() - x0);
-    const int end = std::min(band.y0 + kCell, band.left.height());
-    for (int y = band.y0; y < end; ++y) {
-        const std::size_t offset = static_cast<std::size_t>(y - band.y0) * stride;
-        std::uint8_t* sums = band.memory.vertical[cell % 2] + offset;
-        LineWinners line;
-        if (levels <= 256)
-            findWinners(sums, band.memory.rows + offset, levels, line);
-        else
-            findWinnersWide(sums, band.memory.rows + offset, levels, line);
-        alignas(64) std::uint16_t disparity[kCell];
-        judgeWinners(line, x0, range, band.search.min_disparity, disparity);
+    const int end = std::min(kCell, band.left.height() - band.y0);
+    for (int row = 0; row < end; ++row) {
+        const int y = band.y0 + row;
+        const std::uint8_t *low = rows.column(CellWinners::kLow, row),
+                           *high = rows.column(CellWinners::kHigh, row);
+        std::uint16_t* disparity = band.winners.disparity.row(y) + x0;
+        for (int x = 0; x < count; ++x)
+            disparity[x] = static_cast<std::uint16_t>(low[x] | high[x] << 8);
         const auto bytes = static_cast<std::size_t>(count);
-        std::memcpy(band.winners.disparity.row(y) + x0, disparity, bytes * sizeof *disparity);
-        std::memcpy(band.winners.best.row(y) + x0, line.best, bytes);
-        std::memcpy(band.winners.second.row(y) + x0, line.second, bytes);
+        std::memcpy(band.winners.best.row(y) + x0, rows.column(CellWinners::kBest, row), bytes);
+        std::memcpy(band.winners.second.row(y) + x0, rows.column(CellWinners::kSecond, row), bytes);
     }
+}
+
+/// Adds the horizontal paths of a cell and finds its winners; costs and vertical sums are prepared,
+/// those of the next cell too.
+///
+/// @param grey_left  grey values of the column before the cell; moves on
+void runHorizontalPaths(const Band& band, int cell, Path& from_left, std::uint8_t* grey_left) {
+    const LevelRange range = band.ranges[cell];
+    const std::size_t stride = BandMemory::pixelStride(range.size());
+    const int x0 = cell * kCell, width = band.left.width();
+    const int last = std::min(kCell, width - x0) - 1;
+    const std::uint8_t* columns = band.memory.columns[cell % 2];
+    const auto column = [&](int x) { return columns + static_cast<std::size_t>(x) * stride; };
+    const auto grey = [&](int x) { return column(x) + range.size() * kCell; };
+    const auto sum = [&](int x) {
+        return band.memory.sums[cell % 2] + static_cast<std::size_t>(x) * stride;
+    };
+
+    Path path;
+    path.value = band.memory.path;
+    const std::uint8_t* grey_right = grey(last);
+    if (x0 + kCell < width) {
+        const LevelRange beyond = band.ranges[cell + 1];
+        const std::size_t beyond_stride = BandMemory::pixelStride(beyond.size());
+        const std::uint8_t* halo = band.memory.columns[(cell + 1) % 2];
+        const int beyond_last = std::min(kHaloColumns, width - x0 - kCell) - 1;
+        const auto beyond_grey = [&](int x) {
+            return halo + static_cast<std::size_t>(x) * beyond_stride + beyond.size() * kCell;
+        };
+        startPath(path, beyond);
+        for (int x = beyond_last; x >= 0; --x)
+            advance<Output::kNone>(path, halo + static_cast<std::size_t>(x) * beyond_stride,
+                                   beyond_grey(std::min(x + 1, beyond_last)), nullptr);
+        grey_right = beyond_grey(0);
+        changeRange(path, range);
+    } else {
+        startPath(path, range);
+    }
+    for (int x = last; x >= 0; --x) {
+        advance<Output::kAdd>(path, column(x), grey_right, sum(x));
+        grey_right = grey(x);
+    }
+
+    if (cell == 0)
+        startPath(from_left, range);
+    else
+        changeRange(from_left, range);
+    CellWinners winners;
+    for (int x = 0; x <= last; ++x) {
+        const std::uint8_t* grey_before = x > 0 ? grey(x - 1) : grey_left;
+        LineWinners line;
+        if (range.size() <= 256) {
+            advanceToWinners(from_left, column(x), grey_before, sum(x), band.memory.boxed[0], line);
+        } else {
+            advance<Output::kAdd>(from_left, column(x), grey_before, sum(x));
+            findWinners(sum(x), range.size(), line);
+        }
+        judgeWinners(line, x0 + x, range, band.search.min_disparity,
+                     winners.column(CellWinners::kLow, x), winners.column(CellWinners::kHigh, x));
+        std::memcpy(winners.column(CellWinners::kBest, x), line.best, kCell);
+        std::memcpy(winners.column(CellWinners::kSecond, x), line.second, kCell);
+    }
+    std::memcpy(grey_left, grey(last), kCell);
+    storeWinners(band, cell, winners);
 }
 
 void matchBandImpl(const EyePlanes& left, const EyePlanes& right, const Search& search, int index,
@@ -524,7 +566,6 @@ void matchBandImpl(const EyePlanes& left, const EyePlanes& right, const Search& 
         if (cell + 1 < cells)
             prepareCell(band, cell + 1);
         runHorizontalPaths(band, cell, from_left, grey_left);
-        chooseWinners(band, cell);
     }
 }
 
@@ -576,8 +617,8 @@ void BandMemory::reserve(int levels) {
     for (auto& row : boxed) row = take(lines);
     rows = take((kCell + 2 * kHaloRows) * pixel);
     for (auto& cell : columns) cell = take(kCell * pixel);
-    for (auto& cell : vertical) cell = take(kCell * pixel);
-    horizontal = take(kCell * pixel);
+    vertical = take(kCell * pixel);
+    for (auto& cell : sums) cell = take(kCell * pixel);
     path = take(path_bytes) + kCell;
     from_left = take(path_bytes) + kCell;
 }

@@ -22,14 +22,14 @@ public:
         return static_cast<std::size_t>((levels + 1) | 1) * kCell;
     }
 
-    std::uint8_t* raw = nullptr;         ///< Hamming distances of a row, kRawLevels at a time
-    std::uint8_t* boxed[3] = {};         ///< the last three rows, summed over three columns
-    std::uint8_t* rows = nullptr;        ///< costs of a cell and its halo, row by row
-    std::uint8_t* columns[2] = {};       ///< costs of the last two cells, column by column
-    std::uint8_t* vertical[2] = {};      ///< their sums of the vertical paths, row by row
-    std::uint8_t* horizontal = nullptr;  ///< sums of the horizontal paths, column by column
-    std::uint8_t* path = nullptr;        ///< a path's values, from level 0; level -1 may be written
-    std::uint8_t* from_left = nullptr;   ///< likewise
+    std::uint8_t* raw = nullptr;        ///< Hamming distances of a row, kRawLevels at a time
+    std::uint8_t* boxed[3] = {};        ///< the last three rows, summed over three columns
+    std::uint8_t* rows = nullptr;       ///< costs of a cell and its halo, row by row
+    std::uint8_t* columns[2] = {};      ///< costs of the last two cells, column by column
+    std::uint8_t* vertical = nullptr;   ///< sums of a cell's vertical paths, row by row
+    std::uint8_t* sums[2] = {};         ///< of the last two cells, column by column
+    std::uint8_t* path = nullptr;       ///< a path's values, from level 0; level -1 may be written
+    std::uint8_t* from_left = nullptr;  ///< likewise
 
     static constexpr int kRawLevels = 64;         ///< so that they stay in the first cache
     static constexpr int kRawStride = 2 * kCell;  ///< bytes from one of them to the next

@@ -125,10 +125,13 @@ void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, 
     const int lowest = parameters.min_disparity * kDisparityScale;
     const int highest = (parameters.max_disparity - 1) * kDisparityScale;
     forRows(half_map_.disparity.height(), [&](int begin, int end) {
+        const int width = half_map_.disparity.width();
         for (int y = begin; y < end; ++y) {
             std::uint16_t* d = half_map_.disparity.row(y);
-            for (int x = 0; x < half_map_.disparity.width(); ++x)
-                d[x] = 2 * d[x] < lowest || 2 * d[x] > highest ? kInvalidDisparity : d[x];
+            for (int x = 0; x < width; ++x) {
+                const bool inside = (2 * d[x] >= lowest) & (2 * d[x] <= highest);
+                d[x] = inside ? d[x] : kInvalidDisparity;
+            }
         }
     });
     rate(half_, half_confidence_, half_map_);

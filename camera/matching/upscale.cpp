@@ -89,7 +89,13 @@ void upscaleByteRows(const ImageView<const std::uint8_t>& half, const ImageView<
             std::memcpy(out, full.row(y - 1), static_cast<std::size_t>(full.width));
             continue;
         }
-        for (int x = 0; x < full.width; ++x) out[x] = in[x / 2];
+        const int pairs = full.width / 2;
+        for (int x = 0; x < pairs; ++x) {
+            out[2 * x] = in[x];
+            out[2 * x + 1] = in[x];
+        }
+        if (full.width % 2 != 0)
+            out[2 * pairs] = in[pairs];
     }
 }
 
