@@ -32,6 +32,7 @@ struct Group {
     bool own_height = false;            ///< the scene's camera height means something
     double max_tilt = 0, max_roll = 0;  ///< drawn from 0 to there where not 0 [degrees]
     bool imu = false;
+    double latest_start_s = 0;  ///< a drive begins at a time drawn from 0 to there
 };
 
 constexpr Group kGroups[] = {
@@ -48,7 +49,8 @@ constexpr Group kGroups[] = {
     {"objects", "objects"},
     {"posts", "posts"},
     {"overhang", "overhang"},
-    {"approach", "approach", true},
+    // From 2 m to 0.2 m takes 5.7 s; the drives of a group cover that together.
+    {"approach", "approach", true, 0, 0, false, 5.3},
     {"mirror", "mirror"},
     {"textureless", "textureless"},
     {"low_light", "low_light"},
@@ -113,8 +115,10 @@ public:
         rig.height = options_.height;
         rig.seed = seed;
         rig.noise_scale = options_.noise;
+        camera::SequenceOptions sequence_options;
+        sequence_options.start_s = share * group_.latest_start_s;
         camera::SimulatedSequence sequence(
-            camera::Renderer(std::move(scene.value()), camera::makeRig(rig)), {});
+            camera::Renderer(std::move(scene.value()), camera::makeRig(rig)), sequence_options);
         const camera::StereoCalibration& c = sequence.calibration();
         geometry_ = {c.width,   c.height,  c.left.fx,  c.left.fy,
                      c.left.cx, c.left.cy, c.right.cx, c.baselineMm()};
@@ -125,9 +129,12 @@ public:
                       seed, options_.width, options_.height, options_.frames, options_.noise,
                       options_.texture, scene_options.camera_height_mm, scene_options.tilt_deg,
                       scene_options.roll_deg);
+        std::string key = about;
+        if (sequence_options.start_s > 0)
+            key += " from " + std::to_string(sequence_options.start_s);
         const DriveCache cache(options_.cache);
         std::vector<DriveFrame> kept;
-        const bool known = cache.load(about, kept);
+        const bool known = cache.load(key, kept);
         if (!known)
             kept.resize(options_.cache.empty() ? 1 : static_cast<std::size_t>(options_.frames));
         for (int i = 0; i < options_.frames; ++i) {
@@ -145,7 +152,7 @@ public:
         }
         for (Scores& scores : result.scores) scores.closeDrive();
         if (!known)
-            cache.store(about, kept);
+            cache.store(key, kept);
         return {};
     }
 

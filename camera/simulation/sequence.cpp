@@ -61,11 +61,12 @@ SimulatedSequence::SimulatedSequence(Renderer renderer, const SequenceOptions& o
     stream_.nominal_fps = rig.fps;
     camera_ = simulatedCameraInfo(options.model, rig.seed);
     camera_.has_imu = camera_.has_imu && options.has_imu;
+    imu_until_ns_ = static_cast<std::int64_t>(std::llround(options.start_s * 1e9));
 }
 
 Status SimulatedSequence::next(RawFrame& frame, FrameTruth* truth) {
     const SimulatedRig& rig = renderer_.rig();
-    const double t_s = static_cast<double>(index_) / rig.fps;
+    const double t_s = options_.start_s + static_cast<double>(index_) / rig.fps;
     frame.t_ns = static_cast<std::int64_t>(std::llround(t_s * 1e9));
     frame.sequence = index_;
 

@@ -15,6 +15,7 @@ struct SequenceOptions {
     bool has_imu = true;
     std::int32_t model = 101;  ///< a CAMERA_MODEL, for CameraInfo
     bool auto_exposure = true;
+    double start_s = 0;  ///< where in the drive the first frame is
 };
 
 /// The frames of a simulated drive in their order, as a source would yield them: exposure follows

@@ -9,6 +9,7 @@
 #include "camera/simulation/film.h"
 #include "camera/simulation/intersect.h"
 #include "camera/simulation/scene_builder.h"
+#include "camera/simulation/sequence.h"
 
 namespace kova::camera {
 namespace {
@@ -291,6 +292,21 @@ TEST(Intersect, ABushIsDenseInTheMiddleAndOpenAtItsRim) {
     EXPECT_LT(share(0.92f, 1), 0.6);
     EXPECT_GT(share(0.92f, 1), 0.25);
     EXPECT_EQ(share(1.01f, 1.2f), 0);
+}
+
+TEST(SimulatedSequence, BeginsWhereItIsToldTo) {
+    const auto firstFrame = [](double start_s, int skipped) {
+        SequenceOptions options;
+        options.start_s = start_s;
+        SimulatedSequence sequence(makeRenderer("approach", 2, smallRig(true)), options);
+        RawFrame frame;
+        FrameTruth truth;
+        for (int i = 0; i <= skipped; ++i) EXPECT_TRUE(sequence.next(frame, &truth).ok());
+        return std::pair(frame.t_ns, truth.pose.position.z);
+    };
+    EXPECT_EQ(firstFrame(0, 6).first, firstFrame(0.2, 0).first);
+    EXPECT_NEAR(firstFrame(0, 6).second, firstFrame(0.2, 0).second, 0.5);
+    EXPECT_GT(firstFrame(5.3, 0).second, 1600);
 }
 
 TEST(Scene, UnknownNameListsTheKnownOnes) {
