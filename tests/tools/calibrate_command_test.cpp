@@ -165,6 +165,12 @@ TEST_F(CalibrateCommand, SaysWhatToGive) {
     EXPECT_THAT(run({"a.kova", "--camera", "0"}).err, HasSubstr("not both"));
     EXPECT_THAT(run({"--camera", "7"}).err, HasSubstr("there is no camera 7"));
     EXPECT_THAT(run({"--camera", "0", "--check"}).err, HasSubstr("kova record"));
+    try {
+        run({"a.kova", "--board", "chess"});
+        ADD_FAILURE() << "there is no such board";
+    } catch (const CLI::ParseError& e) {
+        EXPECT_THAT(e.what(), HasSubstr("chess not in {charuco,chessboard,circles}"));
+    }
 }
 
 TEST_F(CalibrateCommand, ALiveCameraIsKnownByItsSerialNumber) {

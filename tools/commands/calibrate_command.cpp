@@ -43,6 +43,17 @@ const std::map<std::string, camera::LensFreedom> kFreedoms = {
     {"free", camera::LensFreedom::kFree},
     {"fisheye", camera::LensFreedom::kFisheye}};
 
+/// An option that takes one of a few words; another is refused with the list of them.
+template <typename T>
+CLI::Option* addChoice(CLI::App& app, const char* name, T& value,
+                       const std::map<std::string, T>& choices, const char* text,
+                       const std::string& help) {
+    return app.add_option(name, value, help)
+        ->transform(CLI::CheckedTransformer(choices))
+        ->transform(CLI::IsMember(choices))  // asked first
+        ->option_text(text);
+}
+
 class CalibrateCommand : public Command {
 public:
     std::string name() const override { return "calibrate"; }
@@ -62,9 +73,7 @@ public:
                        "With --camera: resolution and rate, for instance HD720_30FPS");
         app.add_option("--seconds", seconds_, "With --camera: take views for this time at most")
             ->check(CLI::PositiveNumber);
-        app.add_option("--board", board_.kind, "chessboard, charuco or circles")
-            ->transform(CLI::CheckedTransformer(kBoards))
-            ->option_text("KIND");
+        addChoice(app, "--board", board_.kind, kBoards, "KIND", "chessboard, charuco or circles");
         app.add_option("--size", size_,
                        "Columns x rows: inner corners of a chessboard, squares of a ChArUco board, "
                        "circles per row and rows")
@@ -95,9 +104,8 @@ public:
                                       "Keep the result for the camera with this serial number; "
                                       "with --camera it is known");
         app.add_option("--output", output_, "Write the result here instead")->excludes(serial);
-        app.add_option("--format", format_, "Form of the output: kova, opencv, ros, kalibr, euroc")
-            ->transform(CLI::CheckedTransformer(kFormats))
-            ->option_text("FORM");
+        addChoice(app, "--format", format_, kFormats, "FORM",
+                  "Form of the output: kova, opencv, ros, kalibr, euroc");
         app.add_flag("--force", force_, "Overwrite a calibration that is there already");
         app.add_flag("--check", check_, "Judge an existing calibration on the pictures");
         app.add_option("--calibration", calibration_,
