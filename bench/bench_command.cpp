@@ -10,6 +10,7 @@
 #include "bench/depth/fit_confidence.h"
 #include "bench/depth/simulator_bench.h"
 #include "bench/detection/detection_bench.h"
+#include "bench/detection/real_bench.h"
 #include "bench/speed/pipeline_bench.h"
 #include "bench/speed/speed_bench.h"
 
@@ -33,6 +34,7 @@ private:
     int runSpeed() const;
     void declareDetection(CLI::App& app);
     int runDetection() const;
+    int runRealDetection() const;
     void declarePipeline(CLI::App& app);
     int runPipeline() const;
     camera::Status readPairs(const std::string& list, std::vector<TruePair>& pairs) const;
@@ -49,7 +51,7 @@ private:
     DetectionBenchOptions drives_;
     SimulatorBenchOptions simulated_;
     std::string size_ = "640x400";
-    bool quick_ = false, variants_ = false;
+    bool quick_ = false, variants_ = false, real_ = false, each_ = false;
 };
 
 void BenchCommand::declare(CLI::App& app) {
@@ -96,6 +98,11 @@ void BenchCommand::declare(CLI::App& app) {
 void BenchCommand::declareDetection(CLI::App& app) {
     detection_ = app.add_subcommand("detection", "Detection on simulated drives with known truth");
     detection_->add_flag("--json", json_, "The report for machines");
+    detection_->add_flag("--real", real_,
+                         "Instead on real sequences and pairs, against what stands there");
+    detection_->add_flag("--each", each_, "With --real: every miss and every false alarm");
+    detection_->add_option("--data", data_,
+                           "Folder of the real data (default: the variable KOVA_TEST_DATA)");
     detection_->add_flag("--quick", quick_, "4 drives per group, 6 frames each: a minute or two");
     detection_->add_option("--seeds", drives_.seeds, "Drives per group")
         ->capture_default_str()
@@ -239,6 +246,18 @@ int BenchCommand::runDetection() const {
     return 0;
 }
 
+int BenchCommand::runRealDetection() const {
+    RealReport report;
+    if (camera::Status s =
+            benchRealDetection(data_, KOVA_BENCH_FOLDER "/../tests/data/real_objects.csv", report);
+        !s.ok()) {
+        std::fprintf(stderr, "kova bench: %s\n", s.message().c_str());
+        return 1;
+    }
+    std::fputs((json_ ? realJson(report, each_) : realTable(report, each_)).c_str(), stdout);
+    return 0;
+}
+
 int BenchCommand::runPipeline() const {
     const camera::WorkMode mode = mode_ == "fast"     ? camera::WorkMode::kFast
                                   : mode_ == "medium" ? camera::WorkMode::kMedium
@@ -255,7 +274,7 @@ int BenchCommand::runPipeline() const {
 
 int BenchCommand::run() {
     if (detection_->parsed())
-        return runDetection();
+        return real_ ? runRealDetection() : runDetection();
     if (pipeline_->parsed())
         return runPipeline();
     if (depth_->parsed())
