@@ -207,7 +207,8 @@ void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& 
             matrix += weight * row * row.transpose();
             side += weight * value * row;
         };
-        const double wide = iteration < 3 ? 2.0 : 1.3;
+        // Wider, pavements beside the way would turn the plane.
+        const double wide = iteration < 3 ? 1.05 : 0.7;
         for (std::size_t i = 0; i < samples_.size(); i += stride) {
             const Sample& sample = samples_[i];
             const double s = model.planeAt(sample.u, sample.v);

@@ -51,6 +51,19 @@ TEST(GroundTest, PavementDoesNotBendTheGround) {
     }
 }
 
+TEST(GroundTest, PavementOnOneSideDoesNotTurnTheGround) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        SyntheticScene scene(640, 400, 1200);
+        scene.addGround();
+        scene.addPavement(1000, 9000, 110);
+        scene.finish(seed, 0.3);
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        EXPECT_NEAR(frame.ground.roll_deg, 0, 0.35) << seed;
+    }
+}
+
 // A matcher carries the depth of a roof into the sky above it. A bright sky is not smooth: its
 // noise changes by more than a weak texture does, but no more over 4 px than over 1.
 TEST(GroundMap, DepthInANoisySkyIsUnsure) {
