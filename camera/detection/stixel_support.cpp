@@ -31,6 +31,9 @@ constexpr float kClearlyUpright = 10;
 constexpr float kClearlyParallel = -1;
 constexpr float kQualityWhateverTheSlant = 0.8f;
 
+/// Farther things are not known to a fifth of their distance [px].
+constexpr float kFarPx = 3;
+
 /// What a candidate must reach: in a group, and in one that is too narrow to be a witness.
 struct Demand {
     int wide;  ///< columns from which on a group counts as one
@@ -40,6 +43,7 @@ struct Demand {
 constexpr float kNever = 2;  // no quality reaches it
 constexpr Demand kStanding = {2, 0.6f, 25, 0.75f, 20};
 constexpr Demand kTall = {2, 0.75f, 20, 0.8f, 30};
+constexpr Demand kFar = {3, 0.85f, 40, kNever, 0};
 constexpr Demand kHanging = {3, 0.72f, 30, 0.85f, 60};
 constexpr Demand kOverhead = {3, 0.85f, 40, 0.95f, 60};
 constexpr Demand kEdge = {3, 0.65f, 25, kNever, 0};
@@ -50,6 +54,8 @@ const Demand& demandOn(const StixelCandidate& one) {
     // Without a ground nothing is known about heights.
     if (one.hangs || one.stixel.low_mm > kNearGroundMm)
         return one.stixel.low_mm > kOverheadMm ? kOverhead : kHanging;
+    if (one.stixel.disparity < kFarPx)
+        return kFar;
     return one.stixel.high_mm > kTallMm ? kTall : kStanding;
 }
 

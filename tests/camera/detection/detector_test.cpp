@@ -146,8 +146,7 @@ TEST(Detector, BoxOfLittleTextureIsFound) {
     EXPECT_NEAR(frame.obstacles.front().ahead_mm, 3000, 100);
 }
 
-/// In few rows the slant of an upright face is known badly: noise alone is no slope.
-TEST(Detector, LowBoxFarAwayIsNoSlope) {
+TEST(Detector, LowBoxFarAwayIsFoundInNoise) {
     int columns = 0;
     for (unsigned seed = 1; seed <= 10; ++seed) {
         SyntheticScene scene;

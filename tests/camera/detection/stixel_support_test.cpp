@@ -107,6 +107,13 @@ TEST_F(StixelSupportTest, NoiseOfTheSkyIsDroppedHoweverWide) {
     EXPECT_EQ(keptCount(), 10u);
 }
 
+TEST_F(StixelSupportTest, WhatIsFarNeedsHighQuality) {
+    for (int column = 2; column < 8; ++column) add(column, 2.6f, 0.8f, 30);
+    EXPECT_EQ(keptCount(), 0u);
+    for (StixelCandidate& one : candidates_) one.stixel.confidence = 0.88f;
+    EXPECT_EQ(keptCount(), 6u);
+}
+
 TEST_F(StixelSupportTest, AnEdgeIsWiderThanTwoColumns) {
     for (int column = 5; column < 7; ++column) add(column, 15, 0.85f, 30).edge = true;
     EXPECT_EQ(keptCount(), 0u);
