@@ -221,7 +221,7 @@ void ObstacleTracker::cluster(const RectifiedGeometry& geometry, DetectionFrame&
 void ObstacleTracker::follow(DetectionFrame& frame) {
     for (Track& track : tracks_) track.taken = false;
     std::vector<Obstacle>& obstacles = frame.obstacles;
-    std::vector<int> ids(obstacles.size(), 0);
+    ids_.assign(obstacles.size(), 0);
     for (std::size_t i = 0; i < obstacles.size(); ++i) {
         Obstacle& o = obstacles[i];
         Track* best = nullptr;
@@ -251,11 +251,11 @@ void ObstacleTracker::follow(DetectionFrame& frame) {
         best->disparity = group_disparity_[i];
         best->missed = 0;
         best->taken = true;
-        ids[i] = o.id;
+        ids_[i] = o.id;
     }
     for (Stixel& stixel : frame.stixels)
         if (stixel.obstacle_id > 0)
-            stixel.obstacle_id = ids[static_cast<std::size_t>(stixel.obstacle_id) - 1];
+            stixel.obstacle_id = ids_[static_cast<std::size_t>(stixel.obstacle_id) - 1];
     for (Track& track : tracks_)
         if (!track.taken)
             ++track.missed;
