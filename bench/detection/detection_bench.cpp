@@ -12,6 +12,7 @@
 #include "camera/base/parallel.h"
 #include "camera/detection/detector.h"
 #include "camera/matching/matcher.h"
+#include "camera/pipeline/distance_range.h"
 #include "camera/simulation/sequence.h"
 
 namespace kova::bench {
@@ -21,7 +22,6 @@ namespace {
 using camera::Status;
 using camera::WorkMode;
 
-constexpr int kLevels = 128;
 constexpr int kWarmUp = 2;
 constexpr double kHeightsMm[] = {400, 600, 1200};
 
@@ -122,6 +122,9 @@ public:
         const camera::StereoCalibration& c = sequence.calibration();
         geometry_ = {c.width,   c.height,  c.left.fx,  c.left.fy,
                      c.left.cx, c.left.cy, c.right.cx, c.baselineMm()};
+        // As a camera that was just opened.
+        const camera::DistanceRange range(geometry_);
+        search_ = camera::searchRange(geometry_, range.minMm(), range.maxMm());
         for (Lane& lane : lanes_) lane.detector.reset();
         char about[256];
         std::snprintf(about, sizeof about,
@@ -170,14 +173,15 @@ private:
         for (Lane& lane : lanes_) {
             camera::MatchParameters parameters;
             parameters.work_mode = lane.mode;
-            parameters.max_disparity = kLevels;
+            parameters.max_disparity = search_.max;
             if (Status s = matcher_->match(eye(raw, 0), eye(raw, 1), parameters, lane.map); !s.ok())
                 return s;
             camera::DetectionInput input;
             input.left = eye(raw, 0);
             input.map = &lane.map;
             input.geometry = geometry_;
-            input.max_disparity = kLevels;
+            input.min_disparity = search_.min;
+            input.max_disparity = search_.max;
             input.t_ns = raw.t_ns;
             input.imu = &raw.imu;
             camera::DetectionSettings settings;
@@ -194,21 +198,22 @@ private:
         const int column_px = lanes_[0].frame.column_px;
         for (int i = 0; i < 2; ++i) {
             toFindings(lanes_[i].frame, findings_);
-            score(findings_, truth_, geometry_, kLevels, column_px, result.scores[i]);
+            score(findings_, truth_, geometry_, search_.max, column_px, result.scores[i]);
             if (options_.explain)
                 result.explained += explain(where_ + " " + lanes_[i].name, lanes_[i].frame,
-                                            lanes_[i].map, findings_, truth_, kLevels);
+                                            lanes_[i].map, findings_, truth_, search_.max);
         }
         if (!options_.plain)
             return;
-        detectPlainly(eye(raw, 0), eye(raw, 1), geometry_, kLevels, findings_);
-        score(findings_, truth_, geometry_, kLevels, column_px, result.scores[2]);
+        detectPlainly(eye(raw, 0), eye(raw, 1), geometry_, search_.max, findings_);
+        score(findings_, truth_, geometry_, search_.max, column_px, result.scores[2]);
     }
 
     const Group& group_;
     const DetectionBenchOptions& options_;
     std::unique_ptr<camera::Matcher> matcher_ = camera::makeMatcher();
     camera::RectifiedGeometry geometry_;
+    camera::DisparityRange search_;
     Lane lanes_[2];
     std::string where_;
     SceneTruth truth_;

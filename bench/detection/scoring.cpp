@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "camera/pipeline/distance_range.h"
+
 namespace kova::bench {
 
 namespace {
@@ -38,7 +40,8 @@ void scoreObjects(const Findings& findings, const SceneTruth& truth,
     const double scale = geometry.fx * geometry.baseline_mm;
     const double near_range = geometry.width >= 1000 ? 6000 : 3000;
     for (const VisibleObject& object : truth.objects) {
-        if (object.distance_mm > kRangeMm || scale / object.distance_mm >= max_disparity)
+        if (object.distance_mm > judgedRangeMm(geometry) ||
+            scale / object.distance_mm >= max_disparity)
             continue;
         const double found = isFound(object, findings);
         const auto count = [&](Rate& rate) {
@@ -103,8 +106,10 @@ int falseRuns(const std::vector<FoundColumn>& wrong) {
     return runs;
 }
 
-void scoreMap(const Findings& findings, const SceneTruth& truth, double scale, Scores& scores) {
-    const auto far_limit = static_cast<float>(scale / kRangeMm);
+void scoreMap(const Findings& findings, const SceneTruth& truth, const RectifiedGeometry& geometry,
+              Scores& scores) {
+    const auto far_limit =
+        static_cast<float>(geometry.fx * geometry.baseline_mm / judgedRangeMm(geometry));
     for (int y = 0; y < truth.label.height(); ++y)
         for (int x = 0; x < truth.label.width(); ++x) {
             const std::uint8_t label = truth.label.at(x, y), said = findings.ground_map.at(x, y);
@@ -264,11 +269,16 @@ bool isFound(const VisibleObject& object, const Findings& findings) {
     return 2 * hit >= object.columns.size();
 }
 
+double judgedRangeMm(const RectifiedGeometry& geometry) {
+    constexpr double kFarthestMm = 12000;
+    return std::min<double>(kFarthestMm, camera::reachMm(geometry));
+}
+
 bool isJudged(const VisibleObject& object, const RectifiedGeometry& geometry, int max_disparity) {
     const double scale = geometry.fx * geometry.baseline_mm;
-    return object.distance_mm <= kRangeMm && scale / object.distance_mm < max_disparity &&
-           !object.overhead && object.height_mm >= 199 &&
-           object.contrast_px >= judgedContrast(geometry.width);
+    return object.distance_mm <= judgedRangeMm(geometry) &&
+           scale / object.distance_mm < max_disparity && !object.overhead &&
+           object.height_mm >= 199 && object.contrast_px >= judgedContrast(geometry.width);
 }
 
 std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
@@ -334,11 +344,10 @@ void Scores::add(const Scores& other) {
 
 void score(const Findings& findings, const SceneTruth& truth, const RectifiedGeometry& geometry,
            int max_disparity, int column_px, Scores& scores) {
-    const double scale = geometry.fx * geometry.baseline_mm;
     ++scores.frames;
     scoreObjects(findings, truth, geometry, max_disparity, scores);
     scores.false_positives += falseRuns(falseColumns(findings, truth, max_disparity, column_px));
-    scoreMap(findings, truth, scale, scores);
+    scoreMap(findings, truth, geometry, scores);
     scorePlane(findings, truth, geometry, scores);
     scoreTooNear(findings, truth, max_disparity, scores);
 }

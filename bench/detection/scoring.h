@@ -29,12 +29,11 @@ private:
 
 /// Upper borders of the classes of C [px]; one more class lies above the last.
 constexpr std::array<double, 7> kContrastClasses = {0.5, 1.0, 1.6, 2.5, 4.0, 6.0, 10.0};
-constexpr double kRangeMm = 12000;
 
 /// How a detector did on the frames of one group of scenes.
 struct Scores {
     int frames = 0;
-    Rate all;       ///< objects within kRangeMm
+    Rate all;       ///< objects within judgedRangeMm()
     Rate low;       ///< of 20 cm and more, with enough contrast
     Rate high;      ///< of 50 cm and more, with enough contrast
     Rate near;      ///< of 20 cm and more, in the range of the fast mode
@@ -55,6 +54,9 @@ struct Scores {
     void closeDrive();
     void add(const Scores& other);
 };
+
+/// Up to where objects are judged [mm]: 12 m, or as far as the camera measures.
+double judgedRangeMm(const camera::RectifiedGeometry& geometry);
 
 /// From which contrast on objects are judged, by the picture's width.
 constexpr double judgedContrast(int width) {
