@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "camera/detection/union_find.h"
+
 namespace kova::camera {
 
 namespace {
@@ -33,14 +35,6 @@ constexpr float kJoinPart = 0.05f;
 
 bool sameDistance(float p, float q) {
     return std::fabs(p - q) <= std::max(kJoinPx, kJoinPart * std::max(p, q));
-}
-
-int root(std::vector<int>& parent, int i) {
-    while (parent[i] != i) {
-        parent[i] = parent[parent[i]];
-        i = parent[i];
-    }
-    return i;
 }
 
 }  // namespace

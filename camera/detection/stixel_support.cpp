@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "camera/detection/union_find.h"
+
 namespace kova::camera {
 
 namespace {
@@ -81,14 +83,6 @@ bool belongTogether(const Stixel& one, const Stixel& other) {
     const float apart = std::fabs(other.disparity - one.disparity);
     return apart < std::max(1.0f, 0.05f * std::max(one.disparity, other.disparity)) &&
            other.y_top < one.y_bottom && other.y_bottom > one.y_top;
-}
-
-int root(std::vector<int>& parent, int i) {
-    while (parent[i] != i) {
-        parent[i] = parent[parent[i]];
-        i = parent[i];
-    }
-    return i;
 }
 
 }  // namespace

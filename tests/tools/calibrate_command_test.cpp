@@ -14,30 +14,15 @@
 #include "camera/calibration/store.h"
 #include "tests/camera/calibration/board_pictures.h"
 #include "tests/support/test_data.h"
+#include "tests/tools/run_command.h"
 
 namespace kova::tools {
 namespace {
 
 using testing::HasSubstr;
 
-struct Ran {
-    int code = 0;
-    std::string out, err;
-};
-
 Ran run(std::vector<std::string> arguments) {
-    const auto command = makeCalibrateCommand();
-    CLI::App app;
-    command->declare(app);
-    std::reverse(arguments.begin(), arguments.end());
-    app.parse(arguments);
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    Ran ran;
-    ran.code = command->run();
-    ran.out = testing::internal::GetCapturedStdout();
-    ran.err = testing::internal::GetCapturedStderr();
-    return ran;
+    return tools::run(makeCalibrateCommand(), std::move(arguments));
 }
 
 void save(const camera::Image<std::uint8_t>& image, const std::filesystem::path& path) {

@@ -11,6 +11,7 @@
 #include "camera/recording/recording_reader.h"
 #include "camera/sources/decode.h"
 #include "tests/support/test_data.h"
+#include "tests/tools/run_command.h"
 #include "tools/commands/calibrate_command.h"
 #include "tools/commands/simulate_command.h"
 
@@ -20,25 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using camera::StereoCalibration;
 using testing::HasSubstr;
-
-struct Ran {
-    int code = 0;
-    std::string out, err;
-};
-
-Ran run(std::unique_ptr<Command> command, std::vector<std::string> arguments) {
-    CLI::App app;
-    command->declare(app);
-    std::reverse(arguments.begin(), arguments.end());
-    app.parse(arguments);
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    Ran ran;
-    ran.code = command->run();
-    ran.out = testing::internal::GetCapturedStdout();
-    ran.err = testing::internal::GetCapturedStderr();
-    return ran;
-}
 
 cv::Mat asMat(const camera::Image<std::uint8_t>& image) {
     return {image.height(), image.width(), CV_8U, const_cast<std::uint8_t*>(image.data()),
