@@ -407,7 +407,7 @@ void findWinners(const std::uint8_t* sums, int levels, LineWinners& winners) {
     }
 }
 
-/// floor(numerator / divisor) for numerators below 2^14 and divisors of at most 510. In floating
+/// floor(numerator / divisor) for numerators below 2^15 and divisors of at most 1052. In floating
 /// point, half a numerator away from the next integer: no rounding reaches that far.
 template <class D>
 HWY_INLINE hn::Vec<D> quotient(D d16, hn::Vec<D> numerator, hn::Vec<D> divisor) {
@@ -438,11 +438,12 @@ void judgeWinners(const LineWinners& line, int x, const LevelRange& range, int m
         const auto best = hn::PromoteTo(d16, hn::Load(narrow, line.best + i));
         const auto after = hn::PromoteTo(d16, hn::Load(narrow, line.after + i));
         const auto second = hn::PromoteTo(d16, hn::Load(narrow, line.second + i));
-        // refineWinner(); without a slope the offset is that of a slope of one, none.
-        const auto span = hn::Max(hn::Sub(hn::Max(before, after), best), set(1));
-        const auto slope = hn::Sub(hn::Add(before, span), after);  // never negative
-        const auto numerator =
-            hn::Add(hn::Mul(slope, set(kDisparityScale)), hn::Mul(span, set(1 + kDisparityScale)));
+        // refineWinner(); the slope may be negative, the numerator, which is of 16 bits, is not.
+        const auto larger = hn::Sub(hn::Max(before, after), best);
+        const auto smaller = hn::Sub(hn::Min(before, after), best);
+        const auto span = hn::Sub(hn::Add(hn::Add(larger, larger), set(kBlunting)), smaller);
+        const auto numerator = hn::Add(hn::Mul(hn::Sub(before, after), set(2 * kDisparityScale)),
+                                       hn::Mul(span, set(1 + 2 * kDisparityScale)));
         const auto offset = quotient(d16, numerator, hn::Add(span, span));
         const auto pixels = hn::Add(level, set(min_disparity + range.begin));
         const auto refined = hn::Max(

@@ -17,11 +17,13 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 /// Three parts of `near` and one of `far` if they agree, else `near`; reserved values stay. Both
 /// are at most 1/16 px * 2^13, so four of them fit 16 bits where they are disparities.
-template <class D>
+///
+/// @tparam kRounding  of a fourth: with 2 halves are rounded up, with 1 down
+template <int kRounding, class D>
 HWY_INLINE hn::Vec<D> blend(D d, hn::Vec<D> near, hn::Vec<D> far) {
     const auto change = hn::Sub(hn::Max(near, far), hn::Min(near, far));
-    // near + (far - near + 2) / 4, with the difference moved up to stay positive.
-    const auto moved = hn::Add(hn::Sub(far, near), hn::Set(d, kDisparityScale * 4 + 2));
+    // near + (far - near + kRounding) / 4, with the difference moved up to stay positive.
+    const auto moved = hn::Add(hn::Sub(far, near), hn::Set(d, kDisparityScale * 4 + kRounding));
     const auto mixed =
         hn::Sub(hn::Add(near, hn::ShiftRight<2>(moved)), hn::Set(d, kDisparityScale));
     const auto agree = hn::And(hn::Lt(change, hn::Set(d, kDisparityScale + 1)),
@@ -34,9 +36,10 @@ HWY_INLINE hn::Vec<D> doubled(D d, hn::Vec<D> v) {
     return hn::IfThenElse(hn::Lt(v, hn::Set(d, kFirstReservedDisparity)), hn::Add(v, v), v);
 }
 
+// Halves are rounded up between rows and down between columns, so that nothing moves in the mean.
 template <class D>
 HWY_INLINE hn::Vec<D> column(D d, const std::uint16_t* near, const std::uint16_t* far, int x) {
-    return blend(d, hn::LoadU(d, near + x), hn::LoadU(d, far + x));
+    return blend<2>(d, hn::LoadU(d, near + x), hn::LoadU(d, far + x));
 }
 
 /// The two pixels that come from pixel x of the small row, for as many x as there are lanes.
@@ -44,8 +47,8 @@ template <class D>
 HWY_INLINE void upscaleAt(D d, const std::uint16_t* near, const std::uint16_t* far, int left, int x,
                           int right, std::uint16_t* out) {
     const auto centre = column(d, near, far, x);
-    const auto even = doubled(d, blend(d, centre, column(d, near, far, left)));
-    const auto odd = doubled(d, blend(d, centre, column(d, near, far, right)));
+    const auto even = doubled(d, blend<1>(d, centre, column(d, near, far, left)));
+    const auto odd = doubled(d, blend<1>(d, centre, column(d, near, far, right)));
     hn::StoreInterleaved2(even, odd, d, out + 2 * x);
 }
 

@@ -98,9 +98,11 @@ TEST_P(SgmTest, EqualsTheReferenceWhereEveryCellHasItsOwnRange) {
 TEST(SgmDefinition, RefinesBetweenLevelsTowardsTheCheaperNeighbour) {
     EXPECT_EQ(160, refineWinner(10, 30, 20, 30));
     EXPECT_EQ(160, refineWinner(10, 20, 20, 20));
-    EXPECT_EQ(168, refineWinner(10, 30, 20, 20));  // as cheap as the next: half way
-    EXPECT_EQ(152, refineWinner(10, 20, 20, 30));
-    EXPECT_EQ(164, refineWinner(10, 40, 20, 30));  // (40 - 30) / (2 * 20) px
+    EXPECT_EQ(167, refineWinner(10, 110, 20, 20));  // 16 * 90 / (2 * 90 + 16) px / 16
+    EXPECT_EQ(153, refineWinner(10, 20, 20, 110));
+    EXPECT_EQ(164, refineWinner(10, 30, 20, 20));  // less where all are close
+    // What both neighbours are dearer by counts half: 16 * 24 / (2 * 84 - 60 + 16) px / 16.
+    EXPECT_EQ(157, refineWinner(10, 80, 20, 104));
 }
 
 TEST(SgmDefinition, JudgesEndsOfTheRangeAndUniqueness) {

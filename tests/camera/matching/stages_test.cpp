@@ -92,12 +92,12 @@ TEST_P(StagesTest, HalfSizeIsTheMeanOfFour) {
     }
 }
 
-/// Three parts of one and one of the other, if they agree.
-int blended(int near, int far) {
+/// Three parts of one and one of the other, if they agree; rounding 2 rounds halves up, 1 down.
+int blended(int near, int far, int rounding) {
     return std::abs(near - far) <= kDisparityScale &&
                    isDisparity(static_cast<std::uint16_t>(near)) &&
                    isDisparity(static_cast<std::uint16_t>(far))
-               ? near + static_cast<int>(std::floor((far - near + 2) / 4.0))
+               ? near + static_cast<int>(std::floor((far - near + rounding) / 4.0))
                : near;
 }
 
@@ -114,14 +114,27 @@ TEST_P(StagesTest, UpscalingDoublesAndInterpolates) {
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) {
                 const int v = other(y, half_height), u = other(x, half_width);
-                const int here = blended(half.at(x / 2, y / 2), half.at(x / 2, v));
-                const int there = blended(half.at(u, y / 2), half.at(u, v));
-                const int mixed = blended(here, there);
+                const int here = blended(half.at(x / 2, y / 2), half.at(x / 2, v), 2);
+                const int there = blended(half.at(u, y / 2), half.at(u, v), 2);
+                const int mixed = blended(here, there, 1);
                 ASSERT_EQ(isDisparity(static_cast<std::uint16_t>(mixed)) ? 2 * mixed : mixed,
                           full.at(x, y))
                     << x << ", " << y;
             }
     }
+}
+
+TEST_P(StagesTest, UpscalingMovesNothingInTheMean) {
+    constexpr int kWidth = 200, kHeight = 100;
+    Image<std::uint16_t> half(kWidth, kHeight), full(2 * kWidth, 2 * kHeight);
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x)
+            half.at(x, y) = static_cast<std::uint16_t>(100 + (x * 5 + y * 7) % 16);
+    upscaleDisparityRows(half.view(), full.view(), 0, 2 * kHeight);
+    double sum = 0;
+    for (int y = 0; y < 2 * kHeight; ++y)
+        for (int x = 0; x < 2 * kWidth; ++x) sum += full.at(x, y) - 2.0 * half.at(x / 2, y / 2);
+    EXPECT_NEAR(0, sum / (4 * kWidth * kHeight), 0.05);
 }
 
 /// Flood fill, pixel by pixel.
