@@ -11,6 +11,7 @@
 #include "bench/detection/explain.h"
 #include "camera/base/parallel.h"
 #include "camera/detection/detector.h"
+#include "camera/detection/stixel_support.h"
 #include "camera/matching/matcher.h"
 #include "camera/pipeline/distance_range.h"
 #include "camera/simulation/sequence.h"
@@ -87,6 +88,8 @@ struct DriveResult {
     Status status;
     Scores scores[3];
     std::string explained;
+    std::vector<StixelSample> samples;
+    int frames = 0;  ///< that have samples
 };
 
 class Drive {
@@ -98,6 +101,7 @@ public:
     }
 
     Status run(std::uint32_t seed, DriveResult& result) {
+        seed_ = seed;
         camera::SceneOptions scene_options;
         scene_options.texture_scale = options_.texture;
         if (!group_.own_height)
@@ -178,6 +182,7 @@ private:
                 return s;
             camera::DetectionInput input;
             input.left = eye(raw, 0);
+            input.right = eye(raw, 1);
             input.map = &lane.map;
             input.geometry = geometry_;
             input.min_disparity = search_.min;
@@ -199,6 +204,8 @@ private:
         for (int i = 0; i < 2; ++i) {
             toFindings(lanes_[i].frame, findings_);
             score(findings_, truth_, geometry_, search_.max, column_px, result.scores[i]);
+            if (options_.fit)
+                collect(lanes_[i], result);
             if (options_.explain)
                 result.explained += explain(where_ + " " + lanes_[i].name, lanes_[i].frame,
                                             lanes_[i].map, findings_, truth_, search_.max);
@@ -209,8 +216,33 @@ private:
         score(findings_, truth_, geometry_, search_.max, column_px, result.scores[2]);
     }
 
+    void collect(const Lane& lane, DriveResult& result) const {
+        std::vector<StixelSample> samples;
+        std::vector<FoundColumn> columns;
+        for (const camera::StixelCandidate& one : lane.detector.candidates()) {
+            const camera::Stixel& s = one.stixel;
+            if (one.edge || s.too_near)
+                continue;
+            columns.push_back({s.x_begin, s.x_end, s.disparity, s.too_near});
+            StixelSample sample;
+            sample.features = one.features;
+            sample.frame = result.frames;
+            sample.group = one.group;
+            sample.column = s.column;
+            sample.seed = seed_;
+            sample.fast = lane.mode == WorkMode::kFast;
+            samples.push_back(sample);
+        }
+        const std::vector<bool> wrong =
+            areFalse(columns, truth_, search_.max, lane.frame.column_px);
+        for (std::size_t i = 0; i < samples.size(); ++i) samples[i].is_true = !wrong[i];
+        result.samples.insert(result.samples.end(), samples.begin(), samples.end());
+        ++result.frames;
+    }
+
     const Group& group_;
     const DetectionBenchOptions& options_;
+    std::uint32_t seed_ = 0;
     std::unique_ptr<camera::Matcher> matcher_ = camera::makeMatcher();
     camera::RectifiedGeometry geometry_;
     camera::DisparityRange search_;
@@ -259,6 +291,7 @@ Status benchDetection(const DetectionBenchOptions& options, DetectionReport& rep
             return {camera::ErrorCode::kInvalidArgument, "unknown group of scenes '" + name + "'"};
     const int detectors = options.plain ? 3 : 2;
     Scores total[3];
+    int frames = 0;
     for (const Group& group : kGroups) {
         if (!options.groups.empty() && std::find(options.groups.begin(), options.groups.end(),
                                                  group.name) == options.groups.end())
@@ -269,6 +302,11 @@ Status benchDetection(const DetectionBenchOptions& options, DetectionReport& rep
                 return result.status;
             std::fputs(result.explained.c_str(), stderr);
             for (int k = 0; k < detectors; ++k) scores[k].add(result.scores[k]);
+            for (StixelSample sample : result.samples) {
+                sample.frame += frames;
+                report.samples.push_back(sample);
+            }
+            frames += result.frames;
         }
         for (int k = 0; k < detectors; ++k) {
             report.rows.push_back({group.name, kDetectors[k], scores[k]});

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/detection/fit_stixels.h"
 #include "bench/detection/scoring.h"
 #include "camera/base/status.h"
 
@@ -19,6 +20,7 @@ struct DetectionBenchOptions {
     bool plain = true;                ///< the plain detector too
     bool explain = false;             ///< a line per miss and false alarm on standard error
     std::string cache;                ///< folder that keeps the rendered drives; empty: none
+    bool fit = false;                 ///< collect what stixels are judged by, see below
     bool progress = false;            ///< a line per drive on standard error
 };
 
@@ -30,7 +32,8 @@ struct DetectionRow {
 
 struct DetectionReport {
     DetectionBenchOptions options;
-    std::vector<DetectionRow> rows;  ///< by group; the last group is the sum of all
+    std::vector<StixelSample> samples;  ///< with `fit`: every candidate of every judged frame
+    std::vector<DetectionRow> rows;     ///< by group; the last group is the sum of all
 };
 
 /// Names of all groups of scenes.

@@ -20,6 +20,7 @@ void detect(const TruePair& pair, const camera::DisparityMap& map,
             const camera::RectifiedGeometry& geometry, DetectionFrame& frame) {
     camera::DetectionInput input;
     input.left = pair.left.view();
+    input.right = pair.right.view();
     input.map = &map;
     input.geometry = geometry;
     const camera::DistanceRange range(geometry);

@@ -283,14 +283,23 @@ bool isJudged(const VisibleObject& object, const RectifiedGeometry& geometry, in
 
 std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
                                       int max_disparity, int column_px) {
+    const std::vector<bool> wrong = areFalse(findings.obstacles, truth, max_disparity, column_px);
+    std::vector<FoundColumn> list;
+    for (std::size_t i = 0; i < wrong.size(); ++i)
+        if (wrong[i])
+            list.push_back(findings.obstacles[i]);
+    return list;
+}
+
+std::vector<bool> areFalse(const std::vector<FoundColumn>& found, const SceneTruth& truth,
+                           int max_disparity, int column_px) {
     const ObstacleSets obstacles(truth, max_disparity);
-    std::vector<FoundColumn> wrong;
-    for (const FoundColumn& f : findings.obstacles) {
+    std::vector<bool> wrong;
+    for (const FoundColumn& f : found) {
         const float tolerance = toleranceAt(f.disparity);
         const float high = f.too_near ? 1e6f : f.disparity + tolerance;
-        if (!obstacles.any(f.x_begin - column_px, f.x_end + column_px, f.disparity - tolerance,
-                           high))
-            wrong.push_back(f);
+        wrong.push_back(!obstacles.any(f.x_begin - column_px, f.x_end + column_px,
+                                       f.disparity - tolerance, high));
     }
     return wrong;
 }

@@ -78,6 +78,10 @@ bool isJudged(const VisibleObject& object, const camera::RectifiedGeometry& geom
 std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
                                       int max_disparity, int column_px);
 
+/// Of each, whether it lies near no true obstacle.
+std::vector<bool> areFalse(const std::vector<FoundColumn>& found, const SceneTruth& truth,
+                           int max_disparity, int column_px);
+
 /// Adds what a detector says about a frame.
 /// @param max_disparity  end of its search [px]
 /// @param column_px      width of its columns

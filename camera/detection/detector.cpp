@@ -102,6 +102,10 @@ void Detector::reset() {
     impl_->reset();
 }
 
+const std::vector<StixelCandidate>& Detector::candidates() const {
+    return impl_->filter.candidates();
+}
+
 void Detector::detect(const DetectionInput& input, const DetectionSettings& settings,
                       DetectionFrame& frame) {
     Impl& my = *impl_;
@@ -120,6 +124,8 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
 
     StixelContext context;
     context.grid = &my.grid;
+    context.left = input.left;
+    context.right = input.right;
     context.map = input.map;
     context.geometry = input.geometry;
     context.ground = &frame.ground;

@@ -13,6 +13,8 @@
 
 namespace kova::camera {
 
+struct StixelCandidate;
+
 /// What may change from frame to frame.
 struct DetectionSettings {
     bino::ObstacleDetectionParameters obstacles;
@@ -25,7 +27,9 @@ struct DetectionSettings {
 /// One frame to look at.
 struct DetectionInput {
     ImageView<const std::uint8_t> left;  ///< rectified, grey
-    const DisparityMap* map = nullptr;   ///< same size
+    /// Rectified, grey, same size; without it stixels are judged by the disparities alone.
+    ImageView<const std::uint8_t> right;
+    const DisparityMap* map = nullptr;  ///< same size
     RectifiedGeometry geometry;
     /// What is farther than this [px] may be measured, which helps to tell things from what is
     /// behind them, but is not reported.
@@ -48,6 +52,9 @@ public:
 
     /// Forgets what was tracked: another source, a seek.
     void reset();
+
+    /// What was judged in the last frame, kept or not; for fitting the judge.
+    const std::vector<StixelCandidate>& candidates() const;
 
     void detect(const DetectionInput& input, const DetectionSettings& settings,
                 DetectionFrame& frame);

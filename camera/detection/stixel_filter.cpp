@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "camera/base/parallel.h"
 #include "camera/detection/ground_profile.h"
+#include "camera/detection/stixel_features.h"
 
 namespace kova::camera {
 
@@ -14,8 +16,8 @@ constexpr float kReferenceWidth = 1280;
 constexpr float kDegreesPerRadian = 57.29577951f;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 /// Evidence against ground and mean confidence without which a stixel is not even considered.
-constexpr float kMinEvidence = 3;
-constexpr float kMinConfidence = 0.45f;
+constexpr float kMinEvidence = 1;
+constexpr float kMinConfidence = 0.25f;
 /// A drop stands for itself.
 constexpr float kMinDropEvidence = 14;
 constexpr float kMinDropConfidence = 0.65f;
@@ -392,6 +394,16 @@ void StixelFilter::freeRange(const StixelContext& context, const std::vector<Seg
     }
 }
 
+void StixelFilter::measureFeatures(const StixelContext& context) {
+    constexpr int kPerTask = 8;
+    const int count = static_cast<int>(candidates_.size());
+    parallelFor((count + kPerTask - 1) / kPerTask, [&](int task) {
+        for (int i = task * kPerTask; i < std::min(count, (task + 1) * kPerTask); ++i)
+            if (StixelCandidate& one = candidates_[i]; !one.edge && !one.stixel.too_near)
+                one.features = featuresOf(context, one);
+    });
+}
+
 void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
                        DetectionFrame& frame) {
     const CellGrid& grid = *context.grid;
@@ -411,6 +423,7 @@ void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
         freeRange(context, search.segments(column), column, range);
     }
     first_[grid.columns()] = static_cast<int>(candidates_.size());
+    measureFeatures(context);
     support_.run(first_, candidates_);
     dropLoneDrops(frame);
     for (int column = 0; column < grid.columns(); ++column) {

@@ -21,6 +21,7 @@ GroundAxes groundAxes(const GroundEstimate& ground);
 /// What the filters need to know about a frame.
 struct StixelContext {
     const CellGrid* grid = nullptr;
+    ImageView<const std::uint8_t> left, right;  ///< rectified; right may be empty
     const DisparityMap* map = nullptr;
     RectifiedGeometry geometry;
     const GroundEstimate* ground = nullptr;
@@ -39,6 +40,8 @@ class StixelFilter {
 public:
     void run(const StixelContext& context, const StixelSearch& search, DetectionFrame& frame);
 
+    const std::vector<StixelCandidate>& candidates() const { return candidates_; }
+
 private:
     void collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
                        int column, DetectionFrame& frame);
@@ -48,6 +51,7 @@ private:
                   std::size_t index, int column, StixelCandidate& candidate) const;
     bool collectDrop(const StixelContext& context, const Segment& segment, const Segment* below,
                      int column, DetectionFrame& frame) const;
+    void measureFeatures(const StixelContext& context);
     void dropLoneDrops(DetectionFrame& frame);
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
                    ColumnRange& range) const;

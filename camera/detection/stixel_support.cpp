@@ -18,48 +18,14 @@ constexpr float kNoQuality = 0.6f;
 constexpr float kFullQuality = 0.8f;
 constexpr float kMostEvidence = 40;  ///< that one column can bring [nat]
 
-/// Heights over the ground [mm]: what begins higher is not near the ground, what reaches higher is
-/// seen before sky or far things, what hangs higher is over everybody's head.
-constexpr float kNearGroundMm = 500;
-constexpr float kTallMm = 2500;
-constexpr float kOverheadMm = 1500;
+// What an edge needs, and what is nearer than the search, in a group of neighbouring columns.
+constexpr int kEdgeColumns = 3;
+constexpr float kEdgeQuality = 0.65f;
+constexpr int kTooNearColumns = 2;
+constexpr float kGroupEvidence = 25;  ///< [nat]
 
-/// A column that brings less than this to its group is not seen well enough itself [nat].
-constexpr float kMinShare = 3;
-/// Ground that is measured a little too near, beside and below nearer things, goes on as ground
-/// does: an upright surface must fit better than that, or be of high quality. Clearly parallel ones
-/// have passed the limit on slopes: they are short, or seen from below.
-constexpr float kClearlyUpright = 10;
-constexpr float kClearlyParallel = -1;
-constexpr float kQualityWhateverTheSlant = 0.8f;
-
-/// Farther things are not known to a fifth of their distance [px].
-constexpr float kFarPx = 3;
-
-/// What a candidate must reach: in a group, and in one that is too narrow to be a witness.
-struct Demand {
-    int wide;  ///< columns from which on a group counts as one
-    float quality, evidence;
-    float narrow_quality, narrow_evidence;
-};
-constexpr float kNever = 2;  // no quality reaches it
-constexpr Demand kStanding = {2, 0.6f, 25, 0.75f, 20};
-constexpr Demand kTall = {2, 0.75f, 20, 0.8f, 30};
-constexpr Demand kFar = {3, 0.85f, 40, kNever, 0};
-constexpr Demand kHanging = {3, 0.72f, 30, 0.85f, 60};
-constexpr Demand kOverhead = {3, 0.85f, 40, 0.95f, 60};
-constexpr Demand kEdge = {3, 0.65f, 25, kNever, 0};
-
-const Demand& demandOn(const StixelCandidate& one) {
-    if (one.edge)
-        return kEdge;
-    // Without a ground nothing is known about heights.
-    if (one.hangs || one.stixel.low_mm > kNearGroundMm)
-        return one.stixel.low_mm > kOverheadMm ? kOverhead : kHanging;
-    if (one.stixel.disparity < kFarPx)
-        return kFar;
-    return one.stixel.high_mm > kTallMm ? kTall : kStanding;
-}
+/// From here on a candidate is kept: 95 %.
+constexpr float kMinOdds = 2.94f;
 
 float qualityOf(const StixelCandidate& one) {
     if (one.stixel.too_near)
@@ -74,15 +40,33 @@ float shareOf(const StixelCandidate& one) {
     return std::clamp(part, 0.0f, 1.0f) * std::clamp(one.evidence, 0.0f, kMostEvidence);
 }
 
-bool standsUpright(const StixelCandidate& one) {
-    return one.upright >= kClearlyUpright || one.upright <= kClearlyParallel ||
-           qualityOf(one) >= kQualityWhateverTheSlant;
+float probabilityOf(float odds) {
+    return 1 / (1 + std::exp(-odds));
+}
+
+/// The judge knows neither edges, which are a line, nor what has no disparity.
+bool isJudged(const StixelCandidate& one) {
+    return !one.edge && !one.stixel.too_near;
 }
 
 bool belongTogether(const Stixel& one, const Stixel& other) {
     const float apart = std::fabs(other.disparity - one.disparity);
     return apart < std::max(1.0f, 0.05f * std::max(one.disparity, other.disparity)) &&
            other.y_top < one.y_bottom && other.y_bottom > one.y_top;
+}
+
+/// Sum of the probabilities of a candidate's group in the columns beside it.
+float nearProbability(const std::vector<int>& first, const std::vector<StixelCandidate>& candidates,
+                      int index, int column) {
+    const int columns = static_cast<int>(first.size()) - 1;
+    const int begin = std::max(0, column - kNearColumns);
+    const int end = std::min(columns, column + kNearColumns + 1);
+    float sum = 0;
+    for (int k = first[begin]; k < first[end]; ++k)
+        if (candidates[k].group == candidates[index].group &&
+            (k < first[column] || k >= first[column + 1]))
+            sum += candidates[k].own_probability;
+    return sum;
 }
 
 }  // namespace
@@ -100,21 +84,30 @@ void StixelSupport::run(const std::vector<int>& first, std::vector<StixelCandida
 
     groups_.assign(static_cast<std::size_t>(count), Group());
     for (int i = 0; i < count; ++i) {
-        const StixelCandidate& one = candidates[i];
-        Group& group = groups_[root(parent_, i)];
+        StixelCandidate& one = candidates[i];
+        one.group = root(parent_, i);
+        one.own_probability =
+            isJudged(one) ? probabilityOf(kStixelJudge.ownOdds(one.features)) : 0.0f;
+        Group& group = groups_[one.group];
+        group.probability += one.own_probability;
         group.evidence += shareOf(one);
         group.columns += group.last_column != one.stixel.column;
         group.last_column = one.stixel.column;
     }
-    for (int i = 0; i < count; ++i) {
-        StixelCandidate& one = candidates[i];
-        const Group& group = groups_[root(parent_, i)];
-        const Demand& demand = demandOn(one);
-        const bool wide = group.columns >= demand.wide;
-        one.kept = qualityOf(one) >= (wide ? demand.quality : demand.narrow_quality) &&
-                   group.evidence >= (wide ? demand.evidence : demand.narrow_evidence);
-        if (&demand == &kStanding)
-            one.kept = one.kept && shareOf(one) >= kMinShare && standsUpright(one);
+    for (int column = 0; column < columns; ++column) {
+        for (int i = first[column]; i < first[column + 1]; ++i) {
+            StixelCandidate& one = candidates[i];
+            const Group& group = groups_[one.group];
+            if (!isJudged(one)) {
+                one.kept = group.columns >= (one.edge ? kEdgeColumns : kTooNearColumns) &&
+                           qualityOf(one) >= kEdgeQuality && group.evidence >= kGroupEvidence;
+                continue;
+            }
+            const float near = nearProbability(first, candidates, i, column);
+            const float odds = kStixelJudge.odds(one.features, near, group.probability);
+            one.kept = odds >= kMinOdds;
+            one.stixel.confidence = probabilityOf(odds);
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "camera/detection/detection_frame.h"
+#include "camera/detection/stixel_judge.h"
 
 namespace kova::camera {
 
@@ -17,15 +18,18 @@ struct StixelCandidate {
     bool edge = false;   ///< of a raised surface
     bool hangs = false;  ///< nothing is seen below it
     bool kept = false;   ///< set by StixelSupport
+    StixelFeatures features = unknownFeatures();
+    int group = 0;              ///< set by StixelSupport: the same for neighbours, see there
+    float own_probability = 0;  ///< set by StixelSupport: without its neighbours
 };
 
 /// Judges candidates together with their neighbours: wrong matches are narrow and unsure, real
 /// things are wider than a column or stand out clearly.
 ///
 /// Candidates of neighbouring columns at about the same distance that overlap in height make a
-/// group; its members add up their evidence, each as far as its quality goes. How much quality and
-/// evidence is asked for depends on where a candidate is: least of what stands on the ground and is
-/// no higher than a person, more of what reaches into the sky, most of what hangs there.
+/// group. Every candidate is given a probability by what is known of itself, see StixelJudge, then
+/// by that and its group's; it becomes the stixel's confidence. Edges of raised surfaces and what
+/// is nearer than the search can see are judged by the evidence of their group.
 ///
 /// Monotone: without one candidate no other one is kept that was not kept with it.
 class StixelSupport {
@@ -36,6 +40,7 @@ public:
 private:
     struct Group {
         float evidence = 0;
+        float probability = 0;  ///< sum
         int columns = 0;
         int last_column = -2;
     };

@@ -118,6 +118,7 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     }
     DetectionInput input;
     input.left = left_.view();
+    input.right = right_.view();
     input.map = &map_;
     input.geometry = geometry;
     input.min_disparity = range.min;

@@ -3,27 +3,52 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <random>
 #include <vector>
 
 namespace kova::camera {
 namespace {
 
+/// Between ground that was measured too near and a thing that both pictures agree on.
+StixelFeatures featuresBetween(float thing) {
+    const auto mix = [&](float ground, float clear) { return ground + thing * (clear - ground); };
+    StixelFeatures f = unknownFeatures();
+    f[kLogDisparity] = std::log(8.0f);
+    f[kLogSigma] = std::log(0.22f);
+    f[kMatchConfidence] = mix(0.65f, 0.9f);
+    f[kEvidence] = mix(2, 5);
+    f[kTexture] = mix(1.1f, 1.8f);
+    f[kHangs] = 0;
+    f[kLogLow] = std::log(10.0f);
+    f[kLogHigh] = std::log(500.0f);
+    f[kUpright] = mix(0, 5);
+    f[kLogLength] = std::log(40.0f);
+    f[kRightMargin] = 20;
+    f[kLogVariance] = mix(3.5f, 5);
+    f[kLogResidual] = mix(2.8f, 2.2f);
+    f[kCorrelation] = mix(0.4f, 0.98f);
+    f[kGroundLogRatio] = mix(-0.3f, 2);
+    f[kGroundCorrelation] = mix(0.8f, 0.3f);
+    f[kPeakLogRatio] = mix(0, 2);
+    f[kGroundPart] = 1;
+    return f;
+}
+
 /// Candidates of a picture of 20 columns.
 class StixelSupportTest : public testing::Test {
 protected:
     static constexpr int kColumns = 20;
 
-    StixelCandidate& add(int column, float disparity, float confidence, float evidence) {
+    StixelCandidate& add(int column, float disparity, float thing) {
         StixelCandidate one;
         one.stixel.column = column;
         one.stixel.disparity = disparity;
-        one.stixel.confidence = confidence;
+        one.stixel.confidence = 0.85f;
         one.stixel.y_top = 100;
         one.stixel.y_bottom = 140;
-        one.stixel.low_mm = 0;
-        one.stixel.high_mm = 400;
-        one.evidence = evidence;
+        one.evidence = 30;
+        one.features = featuresBetween(thing);
         candidates_.push_back(one);
         return candidates_.back();
     }
@@ -44,81 +69,77 @@ protected:
     }
     std::size_t keptCount() { return kept(candidates_).size(); }
 
+    /// The least of what a candidate needs to be kept all alone.
+    float neededAlone() {
+        float thing = 0;
+        for (; thing < 1.5f; thing += 0.01f) {
+            candidates_.clear();
+            add(5, 8, thing);
+            if (keptCount() == 1)
+                break;
+        }
+        candidates_.clear();
+        return thing;
+    }
+
     std::vector<StixelCandidate> candidates_;
 };
 
-TEST_F(StixelSupportTest, WeakColumnsAreKeptTogetherButNotAlone) {
-    add(5, 8, 0.8f, 9);
-    EXPECT_EQ(keptCount(), 0u);
-    add(6, 8.4f, 0.8f, 9);
-    add(7, 8.8f, 0.8f, 9);
-    EXPECT_EQ(keptCount(), 3u);
-}
-
-TEST_F(StixelSupportTest, ColumnsAtOtherDistancesBringNothing) {
-    add(5, 8, 0.8f, 9);
-    add(6, 11, 0.8f, 9);
-    add(7, 14, 0.8f, 9);
+TEST_F(StixelSupportTest, ThingsAreKeptAndGroundIsNot) {
+    for (int column = 4; column < 10; ++column) add(column, 8, 1);
+    for (const StixelCandidate& one : kept(candidates_)) EXPECT_GT(one.stixel.confidence, 0.95f);
+    EXPECT_EQ(keptCount(), 6u);
+    candidates_.clear();
+    for (int column = 4; column < 10; ++column) add(column, 8, 0);
     EXPECT_EQ(keptCount(), 0u);
 }
 
 TEST_F(StixelSupportTest, AClearPostOfOneColumnIsKept) {
-    add(5, 8, 0.85f, 35);
-    EXPECT_EQ(keptCount(), 1u);
-    candidates_[0].stixel.confidence = 0.7f;
-    EXPECT_EQ(keptCount(), 0u);
-    candidates_[0].texture = 2;  // no noise: a surface
-    EXPECT_EQ(keptCount(), 1u);
+    const float needed = neededAlone();
+    EXPECT_GT(needed, 0.1f);
+    EXPECT_LT(needed, 1.0f);
 }
 
-TEST_F(StixelSupportTest, WhatLiesLikeGroundNeedsHighQuality) {
-    for (int column = 2; column < 8; ++column) add(column, 10, 0.7f, 20).upright = 3;
+TEST_F(StixelSupportTest, WeakColumnsAreKeptTogetherButNotAlone) {
+    const float weak = neededAlone() - 0.05f;
+    add(5, 8, weak);
     EXPECT_EQ(keptCount(), 0u);
-    for (StixelCandidate& one : candidates_) one.stixel.confidence = 0.92f;
-    EXPECT_EQ(keptCount(), 6u);
-    for (StixelCandidate& one : candidates_) {
-        one.stixel.confidence = 0.7f;
-        one.upright = 15;
-    }
-    EXPECT_EQ(keptCount(), 6u);
+    for (int column = 3; column < 10; ++column)
+        if (column != 5)
+            add(column, 8.2f, weak);
+    EXPECT_EQ(keptCount(), 7u);
 }
 
-TEST_F(StixelSupportTest, WhatHangsMustBeWide) {
-    for (int column = 5; column < 7; ++column) {
-        StixelCandidate& top = add(column, 12, 0.8f, 15);
-        top.hangs = true;
-        top.stixel.low_mm = 680;
-        top.stixel.high_mm = 740;
-    }
-    EXPECT_EQ(keptCount(), 0u);
-    candidates_.push_back(candidates_.back());
-    candidates_.back().stixel.column = 7;
-    EXPECT_EQ(keptCount(), 3u);  // a table top
-}
-
-TEST_F(StixelSupportTest, NoiseOfTheSkyIsDroppedHoweverWide) {
-    for (int column = 2; column < 12; ++column) {
-        StixelCandidate& patch = add(column, 4, 0.66f, 30);
-        patch.stixel.y_top = 0;
-        patch.stixel.high_mm = 4500;
-    }
-    EXPECT_EQ(keptCount(), 0u);
-    for (StixelCandidate& patch : candidates_) patch.stixel.high_mm = 1700;
-    EXPECT_EQ(keptCount(), 10u);
-}
-
-TEST_F(StixelSupportTest, WhatIsFarNeedsHighQuality) {
-    for (int column = 2; column < 8; ++column) add(column, 2.6f, 0.8f, 30);
-    EXPECT_EQ(keptCount(), 0u);
-    for (StixelCandidate& one : candidates_) one.stixel.confidence = 0.88f;
-    EXPECT_EQ(keptCount(), 6u);
+TEST_F(StixelSupportTest, ColumnsAtOtherDistancesBringNothing) {
+    const float weak = neededAlone() - 0.05f;
+    add(5, 8, weak);
+    const float alone = [&] {
+        std::vector<int> first(kColumns + 1, 0);
+        for (int c = 6; c <= kColumns; ++c) first[c] = 1;
+        StixelSupport().run(first, candidates_);
+        return candidates_[0].stixel.confidence;
+    }();
+    add(3, 14, 1);
+    add(4, 14, 1);
+    add(6, 14, 1);
+    for (const StixelCandidate& one : kept(candidates_)) EXPECT_NE(one.stixel.column, 5);
+    EXPECT_LT(alone, 0.95f);
 }
 
 TEST_F(StixelSupportTest, AnEdgeIsWiderThanTwoColumns) {
-    for (int column = 5; column < 7; ++column) add(column, 15, 0.85f, 30).edge = true;
+    for (int column = 5; column < 7; ++column) add(column, 15, 0).edge = true;
     EXPECT_EQ(keptCount(), 0u);
-    add(7, 15, 0.85f, 30).edge = true;
+    add(7, 15, 0).edge = true;
     EXPECT_EQ(keptCount(), 3u);
+    for (StixelCandidate& one : candidates_) one.stixel.confidence = 0.5f;
+    EXPECT_EQ(keptCount(), 0u);
+}
+
+TEST_F(StixelSupportTest, WhatIsTooNearNeedsNoPictures) {
+    add(5, 64, 0).stixel.too_near = true;
+    EXPECT_EQ(keptCount(), 0u);
+    add(6, 64, 0).stixel.too_near = true;
+    EXPECT_EQ(keptCount(), 2u);
 }
 
 TEST_F(StixelSupportTest, WithoutOneNoOtherIsAdded) {
@@ -130,12 +151,11 @@ TEST_F(StixelSupportTest, WithoutOneNoOtherIsAdded) {
     for (int round = 0; round < 200; ++round) {
         candidates_.clear();
         for (int i = 0; i < 25; ++i) {
-            StixelCandidate& one = add(static_cast<int>(random() % kColumns), draw(8, 11),
-                                       draw(0.5f, 0.95f), draw(0, 40));
-            one.hangs = random() % 4 == 0;
+            StixelCandidate& one =
+                add(static_cast<int>(random() % kColumns), draw(8, 11), draw(0, 0.8f));
+            one.stixel.confidence = draw(0.5f, 0.95f);
+            one.evidence = draw(0, 40);
             one.edge = random() % 5 == 0;
-            one.stixel.low_mm = draw(0, 2000);
-            one.stixel.high_mm = one.stixel.low_mm + draw(50, 1500);
             one.stixel.y_top = static_cast<int>(random() % 140);
             one.stixel.lateral_mm = static_cast<float>(i);  // its name
         }
