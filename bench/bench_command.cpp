@@ -11,6 +11,7 @@
 #include "bench/depth/simulator_bench.h"
 #include "bench/detection/detection_bench.h"
 #include "bench/detection/real_bench.h"
+#include "bench/rectification/rows_bench.h"
 #include "bench/speed/pipeline_bench.h"
 #include "bench/speed/speed_bench.h"
 
@@ -38,12 +39,18 @@ private:
     int runStixelFit() const;
     void declarePipeline(CLI::App& app);
     int runPipeline() const;
+    void declareRows(CLI::App& app);
+    int runRows() const;
+    camera::WorkMode workMode() const;
     camera::Status readPairs(const std::string& list, std::vector<TruePair>& pairs) const;
 
     CLI::App* depth_ = nullptr;
     CLI::App* confidence_ = nullptr;
     CLI::App* detection_ = nullptr;
     CLI::App* pipeline_ = nullptr;
+    CLI::App* rows_ = nullptr;
+    RowsBenchOptions rows_options_;
+    std::string sequence_;
     std::string recording_, mode_ = "fast";
     int frames_ = 60;
     std::string data_, pairs_ = KOVA_BENCH_FOLDER "/pairs_reporting.txt";
@@ -94,6 +101,7 @@ void BenchCommand::declare(CLI::App& app) {
     speed->add_flag("--all-targets", all_targets_, "Every SIMD target of this CPU");
     declareDetection(app);
     declarePipeline(app);
+    declareRows(app);
 }
 
 void BenchCommand::declareDetection(CLI::App& app) {
@@ -134,6 +142,7 @@ void BenchCommand::declareDetection(CLI::App& app) {
         ->delimiter(',')
         ->check(CLI::IsMember(detectionGroups()));
     detection_->add_flag("!--no-plain", drives_.plain, "Leave the plain detector out");
+    detection_->add_flag("!--no-alignment", drives_.align_rows, "Without aligning the rows");
     detection_->add_flag("--explain", drives_.explain,
                          "A line on standard error for every object missed and every false alarm");
     detection_->add_option("--cache", drives_.cache,
@@ -154,6 +163,29 @@ void BenchCommand::declarePipeline(CLI::App& app) {
         ->capture_default_str()
         ->check(CLI::Range(1, 1000000));
     pipeline_->add_flag("--json", json_, "The report for machines");
+}
+
+void BenchCommand::declareRows(CLI::App& app) {
+    rows_ = app.add_subcommand("rows", "How well the rows of the eyes are aligned, simulated");
+    rows_->add_option("--sequence", sequence_,
+                      "Instead on a real sequence, judged by matched features");
+    rows_->add_option("--scenes", rows_options_.scenes, "Scenes")->delimiter(',');
+    rows_->add_option("--seeds", rows_options_.seeds, "Drives per scene")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 1000));
+    rows_
+        ->add_option("--seed-base", rows_options_.seed_base,
+                     "First seed; those below 1000 are for tuning")
+        ->capture_default_str();
+    rows_->add_option("--frames", rows_options_.frames, "Frames per drive")
+        ->capture_default_str()
+        ->check(CLI::Range(2, 10000));
+    rows_->add_option("--mode", mode_, "Work mode")
+        ->check(CLI::IsMember({"fast", "medium", "slow"}))
+        ->capture_default_str();
+    rows_->add_option("--size", size_, "Of one eye's picture")
+        ->capture_default_str()
+        ->check(CLI::IsMember({"640x400", "1280x720", "1280x800"}));
 }
 
 camera::Status BenchCommand::readPairs(const std::string& list,
@@ -289,11 +321,27 @@ int BenchCommand::runRealDetection() const {
     return 0;
 }
 
+camera::WorkMode BenchCommand::workMode() const {
+    return mode_ == "fast"     ? camera::WorkMode::kFast
+           : mode_ == "medium" ? camera::WorkMode::kMedium
+                               : camera::WorkMode::kSlow;
+}
+
+int BenchCommand::runRows() const {
+    RowsBenchOptions options = rows_options_;
+    std::sscanf(size_.c_str(), "%dx%d", &options.width, &options.height);
+    options.mode = workMode();
+    if (camera::Status status =
+            sequence_.empty() ? benchRows(options) : benchRealRows(sequence_, options.mode);
+        !status.ok()) {
+        std::fprintf(stderr, "kova bench: %s\n", status.message().c_str());
+        return 1;
+    }
+    return 0;
+}
+
 int BenchCommand::runPipeline() const {
-    const camera::WorkMode mode = mode_ == "fast"     ? camera::WorkMode::kFast
-                                  : mode_ == "medium" ? camera::WorkMode::kMedium
-                                                      : camera::WorkMode::kSlow;
-    const auto report = benchPipeline(recording_, mode, threads_, frames_);
+    const auto report = benchPipeline(recording_, workMode(), threads_, frames_);
     if (!report.ok()) {
         std::fprintf(stderr, "kova bench: %s\n", report.status().message().c_str());
         return 1;
@@ -308,6 +356,8 @@ int BenchCommand::run() {
         return real_ ? runRealDetection() : (fit_ ? runStixelFit() : runDetection());
     if (pipeline_->parsed())
         return runPipeline();
+    if (rows_->parsed())
+        return runRows();
     if (depth_->parsed())
         return simulator_ ? runSimulator() : runDepth();
     return confidence_->parsed() ? runConfidence() : runSpeed();

@@ -10,10 +10,8 @@
 #include "bench/detection/drive_cache.h"
 #include "bench/detection/explain.h"
 #include "camera/base/parallel.h"
-#include "camera/detection/detector.h"
 #include "camera/detection/stixel_support.h"
-#include "camera/matching/matcher.h"
-#include "camera/pipeline/distance_range.h"
+#include "camera/pipeline/pipeline.h"
 #include "camera/simulation/sequence.h"
 
 namespace kova::bench {
@@ -61,13 +59,11 @@ constexpr Group kGroups[] = {
     {"roll, IMU", "objects", false, 0, 10, true},
 };
 
-/// A detector of ours with its own memory of the drive.
+/// A pipeline with its own memory of the drive.
 struct Lane {
     const char* name;
     WorkMode mode;
-    camera::Detector detector;
-    camera::DetectionFrame frame;
-    camera::DisparityMap map;
+    std::unique_ptr<camera::Pipeline> pipeline;
 };
 
 void toFindings(const camera::DetectionFrame& frame, Findings& out) {
@@ -129,7 +125,13 @@ public:
         // As a camera that was just opened.
         const camera::DistanceRange range(geometry_);
         search_ = camera::searchRange(geometry_, range.minMm(), range.maxMm());
-        for (Lane& lane : lanes_) lane.detector.reset();
+        for (Lane& lane : lanes_) {
+            Status status;
+            lane.pipeline = camera::Pipeline::make(c, status);
+            if (!lane.pipeline)
+                return status;
+        }
+        decoder_ = std::make_unique<camera::FrameDecoder>(sequence.stream());
         char about[256];
         std::snprintf(about, sizeof about,
                       "%s seed %u %dx%d frames %d noise %g texture %g h %g t %g r %g", group_.scene,
@@ -164,34 +166,20 @@ public:
     }
 
 private:
-    camera::ImageView<const std::uint8_t> eye(const camera::RawFrame& raw, int index) const {
-        camera::ImageView<const std::uint8_t> view;
-        view.data = raw.data.data() + index * options_.width;
-        view.width = options_.width;
-        view.height = options_.height;
-        view.stride = 2 * options_.width;
-        return view;
-    }
-
     Status detect(const camera::RawFrame& raw) {
+        if (Status s = decoder_->decode(raw, frame_.pair); !s.ok())
+            return s;
+        frame_.t_ns = raw.t_ns;
+        frame_.imu = raw.imu;
+        frame_.position = static_cast<int>(raw.sequence);
         for (Lane& lane : lanes_) {
-            camera::MatchParameters parameters;
-            parameters.work_mode = lane.mode;
-            parameters.max_disparity = search_.max;
-            if (Status s = matcher_->match(eye(raw, 0), eye(raw, 1), parameters, lane.map); !s.ok())
+            camera::PipelineSettings settings;
+            settings.work_mode = lane.mode;
+            settings.distance = camera::DistanceRange(geometry_);
+            settings.align_rows = options_.align_rows;
+            settings.detection.use_imu = group_.imu;
+            if (Status s = lane.pipeline->process(frame_, settings); !s.ok())
                 return s;
-            camera::DetectionInput input;
-            input.left = eye(raw, 0);
-            input.right = eye(raw, 1);
-            input.map = &lane.map;
-            input.geometry = geometry_;
-            input.min_disparity = search_.min;
-            input.max_disparity = search_.max;
-            input.t_ns = raw.t_ns;
-            input.imu = &raw.imu;
-            camera::DetectionSettings settings;
-            settings.use_imu = group_.imu;
-            lane.detector.detect(input, settings, lane.frame);
         }
         return {};
     }
@@ -199,27 +187,30 @@ private:
     void judge(const camera::RawFrame& raw, const camera::FrameTruth& truth,
                const camera::Scene& scene, DriveResult& result) {
         const double t_s = static_cast<double>(raw.t_ns) * 1e-9 + 0.5e-6 * raw.exposure_us;
-        judgeTruth(truth, scene, t_s, geometry_, eye(raw, 0), truth_);
-        const int column_px = lanes_[0].frame.column_px;
+        judgeTruth(truth, scene, t_s, geometry_, frame_.pair.left.view(), truth_);
+        const int column_px = lanes_[0].pipeline->detection().column_px;
         for (int i = 0; i < 2; ++i) {
-            toFindings(lanes_[i].frame, findings_);
+            const camera::DetectionFrame& frame = lanes_[i].pipeline->detection();
+            toFindings(frame, findings_);
             score(findings_, truth_, geometry_, search_.max, column_px, result.scores[i]);
             if (options_.fit)
                 collect(lanes_[i], result);
             if (options_.explain)
-                result.explained += explain(where_ + " " + lanes_[i].name, lanes_[i].frame,
-                                            lanes_[i].map, findings_, truth_, search_.max);
+                result.explained +=
+                    explain(where_ + " " + lanes_[i].name, frame, lanes_[i].pipeline->disparity(),
+                            findings_, truth_, search_.max);
         }
         if (!options_.plain)
             return;
-        detectPlainly(eye(raw, 0), eye(raw, 1), geometry_, search_.max, findings_);
+        detectPlainly(frame_.pair.left.view(), frame_.pair.right.view(), geometry_, search_.max,
+                      findings_);
         score(findings_, truth_, geometry_, search_.max, column_px, result.scores[2]);
     }
 
     void collect(const Lane& lane, DriveResult& result) const {
         std::vector<StixelSample> samples;
         std::vector<FoundColumn> columns;
-        for (const camera::StixelCandidate& one : lane.detector.candidates()) {
+        for (const camera::StixelCandidate& one : lane.pipeline->detector().candidates()) {
             const camera::Stixel& s = one.stixel;
             if (one.edge || s.too_near)
                 continue;
@@ -234,7 +225,7 @@ private:
             samples.push_back(sample);
         }
         const std::vector<bool> wrong =
-            areFalse(columns, truth_, search_.max, lane.frame.column_px);
+            areFalse(columns, truth_, search_.max, lane.pipeline->detection().column_px);
         for (std::size_t i = 0; i < samples.size(); ++i) samples[i].is_true = !wrong[i];
         result.samples.insert(result.samples.end(), samples.begin(), samples.end());
         ++result.frames;
@@ -243,7 +234,8 @@ private:
     const Group& group_;
     const DetectionBenchOptions& options_;
     std::uint32_t seed_ = 0;
-    std::unique_ptr<camera::Matcher> matcher_ = camera::makeMatcher();
+    std::unique_ptr<camera::FrameDecoder> decoder_;
+    camera::DecodedFrame frame_;
     camera::RectifiedGeometry geometry_;
     camera::DisparityRange search_;
     Lane lanes_[2];

@@ -18,6 +18,7 @@ struct DetectionBenchOptions {
     double texture = 1;               ///< factor on the contrast of all textures
     std::vector<std::string> groups;  ///< empty: all
     bool plain = true;                ///< the plain detector too
+    bool align_rows = true;           ///< as the pipeline does by default
     bool explain = false;             ///< a line per miss and false alarm on standard error
     std::string cache;                ///< folder that keeps the rendered drives; empty: none
     bool fit = false;                 ///< collect what stixels are judged by, see below
@@ -39,7 +40,7 @@ struct DetectionReport {
 /// Names of all groups of scenes.
 std::vector<std::string> detectionGroups();
 
-/// Drives a simulated camera through the scenes, matches and detects in fast and medium mode with
+/// Drives a simulated camera through the scenes, runs the pipeline in fast and medium mode with
 /// default parameters, and compares with the truth; beside it the plain detector on the same
 /// frames. The camera stands 0.4, 0.6 and 1.2 m above the ground, by seed, where the scene allows.
 /// @return kInvalidArgument for an unknown group

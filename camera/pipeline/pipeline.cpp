@@ -56,6 +56,8 @@ std::int64_t monotonicNowNs() {
 Pipeline::Pipeline(std::unique_ptr<Rectifier> rectifier)
     : rectifier_(std::move(rectifier)),
       flipped_geometry_(flipped(rectifier_->geometry())),
+      aligner_(rectifier_->geometry()),
+      row_offset_(aligner_.applied()),
       matcher_(makeMatcher()),
       distance_(rectifier_->geometry()) {}
 
@@ -70,7 +72,13 @@ void Pipeline::reset() {
     detector_.reset();
 }
 
-Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& settings) {
+void Pipeline::rectify(const DecodedFrame& frame, const PipelineSettings& settings) {
+    if (settings.align_rows != aligning_) {
+        aligning_ = settings.align_rows;
+        aligner_.reset();
+        rectifier_->alignRows(aligner_.applied());
+    }
+    row_offset_ = aligner_.applied();
     rectifier_->rectify(frame.pair.left.view(), frame.pair.right.view(), left_, right_);
     if (settings.flip) {
         turn(left_);
@@ -86,6 +94,10 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     } else if (has_colour_) {
         rectifier_->rectifyLeftColour(colour.view(), colour_);
     }
+}
+
+Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& settings) {
+    rectify(frame, settings);
     if (settings.flip != flip_) {
         flip_ = settings.flip;
         detector_.reset();
@@ -103,6 +115,8 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     match.confidence_threshold = settings.confidence_threshold;
     if (Status s = matcher_->match(left_.view(), right_.view(), match, map_); !s.ok())
         return s;
+    if (aligning_ && aligner_.update(left_.view(), right_.view(), map_, flip_))
+        rectifier_->alignRows(aligner_.applied());
     has_frame_ = true;
     detected_ = settings.detect;
     if (!detected_)

@@ -11,6 +11,7 @@
 #include "camera/pipeline/distance_range.h"
 #include "camera/pipeline/frame_feeder.h"
 #include "camera/rectification/rectifier.h"
+#include "camera/rectification/row_aligner.h"
 #include "camera/views/views.h"
 
 namespace kova::camera {
@@ -22,6 +23,8 @@ struct PipelineSettings {
     float confidence_threshold = 0;  ///< 0 to 0.99
     DistanceRange distance;
     bool flip = false;  ///< the camera hangs upside down
+    /// Follow from the frames how the rows of the eyes lie to each other, and align them.
+    bool align_rows = true;
     bool detect = true;
     DetectionSettings detection;
 };
@@ -38,7 +41,8 @@ public:
         return flip ? flipped_geometry_ : rectifier_->geometry();
     }
 
-    /// Forgets what is tracked over frames: after a seek.
+    /// Forgets what is tracked over frames: after a seek. The alignment of the rows stays: it
+    /// belongs to the camera, not to the place in a recording.
     void reset();
 
     /// Processes a frame; its pictures must have the calibration's size.
@@ -53,16 +57,25 @@ public:
     const DisparityMap& disparity() const { return map_; }
     /// Meaningful only with lastDetected().
     const DetectionFrame& detection() const { return detection_; }
+    /// What led to it.
+    const Detector& detector() const { return detector_; }
     ViewInput viewInput() const;
+
+    /// How the rows of the frame processed last were aligned.
+    const RowOffset& rowOffset() const { return row_offset_; }
 
     /// Writes width x height x 3 floats [mm], NaN where there is no depth.
     void points(float* xyz) const;
 
 private:
     explicit Pipeline(std::unique_ptr<Rectifier> rectifier);
+    void rectify(const DecodedFrame& frame, const PipelineSettings& settings);
 
     std::unique_ptr<Rectifier> rectifier_;
     RectifiedGeometry flipped_geometry_;
+    RowAligner aligner_;
+    RowOffset row_offset_;
+    bool aligning_ = true;
     std::unique_ptr<Matcher> matcher_;
     Detector detector_;
     bool flip_ = false;

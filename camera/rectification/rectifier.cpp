@@ -15,8 +15,14 @@ namespace kova::camera {
 struct Rectifier::Impl {
     RectifiedGeometry geometry;
     std::array<double, 9> rectified_from_left = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    int source_width = 0;
     bool crop_only = false;
     RemapTable left, right;
+    bool aligned = false;
+    RemapTable right_aligned;
+
+    /// Of the right eye; only where there is one.
+    const RemapTable& rightTable() const { return aligned ? right_aligned : right; }
 };
 
 namespace {
@@ -152,6 +158,14 @@ RemapTable makeTable(const StereoCalibration& c, const CameraIntrinsics& camera,
     return table;
 }
 
+/// A look-up that only crops.
+RemapTable unchangedTable(int source_width, const RectifiedGeometry& g) {
+    RemapTable table(g.width, g.height, source_width, g.height);
+    for (int y = 0; y < g.height; ++y)
+        for (int x = 0; x < g.width; ++x) table.set(x, y, x, y);
+    return table;
+}
+
 Status checkRectified(const StereoCalibration& c) {
     const double focal = std::abs(c.left.fx - c.right.fx) / c.left.fx;
     const double rows = std::abs(c.left.cy - c.right.cy);
@@ -188,6 +202,7 @@ std::unique_ptr<Rectifier> Rectifier::make(const StereoCalibration& c, Status& s
     std::unique_ptr<Rectifier> rectifier(new Rectifier);
     Impl& impl = *rectifier->impl_;
     RectifiedGeometry& g = impl.geometry;
+    impl.source_width = c.width;
     g.width = croppedWidth(c.width);
     g.height = c.height;
     g.baseline_mm = c.baselineMm();
@@ -225,15 +240,31 @@ const std::array<double, 9>& Rectifier::rectifiedFromLeft() const {
     return impl_->rectified_from_left;
 }
 
+void Rectifier::alignRows(const RowOffset& offset) {
+    Impl& impl = *impl_;
+    impl.aligned = offset.largest() > 0;
+    if (!impl.aligned)
+        return;
+    const RectifiedGeometry& g = impl.geometry;
+    if (impl.right.width() == 0)
+        impl.right = unchangedTable(impl.source_width, g);
+    if (impl.right_aligned.width() == 0)
+        impl.right_aligned = RemapTable(g.width, g.height, impl.right.sourceWidth(), g.height);
+    moveRows(impl.right, offset, impl.right_aligned);
+}
+
 void Rectifier::rectify(const ImageView<const std::uint8_t>& left,
                         const ImageView<const std::uint8_t>& right, Image<std::uint8_t>& left_out,
                         Image<std::uint8_t>& right_out) const {
-    if (impl_->crop_only) {
-        crop(left, impl_->geometry.width, left_out);
-        crop(right, impl_->geometry.width, right_out);
+    if (!impl_->crop_only) {
+        remapPair(impl_->left, left, left_out, impl_->rightTable(), right, right_out);
         return;
     }
-    remapPair(impl_->left, left, left_out, impl_->right, right, right_out);
+    crop(left, impl_->geometry.width, left_out);
+    if (impl_->aligned)
+        remap(impl_->right_aligned, right, right_out);
+    else
+        crop(right, impl_->geometry.width, right_out);
 }
 
 void Rectifier::rectifyLeftColour(const ImageView<const Rgba>& left, Image<Rgba>& out) const {
@@ -244,10 +275,10 @@ void Rectifier::rectifyLeftColour(const ImageView<const Rgba>& left, Image<Rgba>
 }
 
 void Rectifier::rectifyRightColour(const ImageView<const Rgba>& right, Image<Rgba>& out) const {
-    if (impl_->crop_only)
+    if (impl_->crop_only && !impl_->aligned)
         crop(right, impl_->geometry.width, out);
     else
-        remap(impl_->right, right, out);
+        remap(impl_->rightTable(), right, out);
 }
 
 }  // namespace kova::camera

@@ -5,6 +5,7 @@
 #include "camera/base/image.h"
 #include "camera/base/status.h"
 #include "camera/calibration/stereo_calibration.h"
+#include "camera/rectification/row_offset.h"
 
 namespace kova::camera {
 
@@ -25,6 +26,12 @@ public:
 
     /// Rotation that takes vectors of the original left camera's frame to the rectified one, rows.
     const std::array<double, 9>& rectifiedFromLeft() const;
+
+    /// From now on the right eye's pictures are made with their rows moved up by the offset, so
+    /// that they lie where the left eye's do; pictures that come rectified are resampled for that.
+    /// An offset of nothing takes that back. Some milliseconds, and memory for one more table at
+    /// the first call.
+    void alignRows(const RowOffset& offset);
 
     /// @param left, right          of the calibration's size
     /// @param left_out, right_out  resized to the geometry's size; bit-identical on every CPU

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "camera/base/image.h"
+#include "camera/rectification/row_offset.h"
 
 namespace kova::camera {
 
@@ -32,6 +33,17 @@ public:
     /// pixels' centres. Different rows may be set from different threads.
     void set(int x, int y, double source_x, double source_y);
 
+    /// Before a row is set again.
+    void forgetEnds(int y);
+    /// The same in 1/kOne px.
+    void setFixed(int x, int y, int source_x, int source_y);
+    int fixedX(int x, int y) const {
+        return static_cast<int>(position_.at(x, y) & 0xFFFFU) * kOne + (fraction_.at(x, y) & 0xFF);
+    }
+    int fixedY(int x, int y) const {
+        return static_cast<int>(position_.at(x, y) >> 16U) * kOne + (fraction_.at(x, y) >> 8);
+    }
+
     /// Whole parts of a row: x in the low, y in the high 16 bits.
     const std::uint32_t* positions(int y) const { return position_.row(y); }
     /// Fractions of a row in 1/kOne, 0 to kOne: that of x in the low, that of y in the high 8 bits.
@@ -47,6 +59,12 @@ private:
     int source_width_ = 0;
     int source_height_ = 0;
 };
+
+/// The table of the right eye's picture with its rows aligned: what it shows at (x, y) is what
+/// `base` shows at (x + offset.sideways(y), y + offset.at(x, y)).
+///
+/// @param out  set up like `base`, which it must not be; to 1/64 px
+void moveRows(const RemapTable& base, const RowOffset& offset, RemapTable& out);
 
 /// Warps a grey picture, bilinear:
 ///   column(x) = (source(x, y0) * (64 - fy) + source(x, y0 + 1) * fy + 8) / 16

@@ -117,6 +117,8 @@ public:
             ->capture_default_str();
         app.add_flag("--imu", imu_, "Use the recorded inertial unit");
         app.add_flag("--single", single_, "Judge every frame alone, without confirmation");
+        app.add_flag("--no-alignment", no_alignment_,
+                     "Do not align the rows of the eyes by what the frames show");
         app.add_flag("--flip", flip_, "The camera hung upside down");
         app.add_option("--crop-top", crop_top_, "Rows ignored at the top [px]")
             ->check(CLI::NonNegativeNumber);
@@ -151,6 +153,7 @@ private:
                                                  : camera::WorkMode::kSlow;
         settings.confidence_threshold = confidence_;
         settings.flip = flip_;
+        settings.align_rows = !no_alignment_;
         settings.distance = camera::DistanceRange(pipeline.geometry(flip_));
         settings.detection.use_imu = imu_;
         settings.detection.temporal = !single_;
@@ -204,6 +207,7 @@ private:
     std::string file_, frames_, views_, mode_ = "medium";
     float confidence_ = 0;
     bool imu_ = false, single_ = false, flip_ = false, force_ = false;
+    bool no_alignment_ = false;
     int crop_top_ = 0, crop_bottom_ = 0;
 };
 

@@ -200,5 +200,62 @@ TEST(Rectifier, ImpossibleCalibrationsAreRefusedInWords) {
     EXPECT_NE(std::string::npos, status.message().find("lens"));
 }
 
+/// Rows of the right picture move by what was asked for, whatever the lens does to them.
+void expectRowsMoved(const StereoCalibration& c) {
+    Status status;
+    const auto rectifier = Rectifier::make(c, status);
+    ASSERT_TRUE(rectifier) << status.message();
+    RowOffset offset(rectifier->geometry());
+    offset.terms = {0.6, -0.8, 0.4, 0.5, 0.2};
+    Image<std::uint8_t> left, right, left_after, right_after, right_again;
+    for (const ImagePoint& p : {ImagePoint{60, 50}, {160, 100}, {250, 60}, {240, 160}, {70, 150}}) {
+        const Image<std::uint8_t> spot = spotAt(c.width, c.height, p);
+        rectifier->alignRows(RowOffset(rectifier->geometry()));
+        rectifier->rectify(spot.view(), spot.view(), left, right);
+        rectifier->alignRows(offset);
+        rectifier->rectify(spot.view(), spot.view(), left_after, right_after);
+        const ImagePoint before = centreOf(right), after = centreOf(right_after);
+        EXPECT_NEAR(after.y, before.y - offset.at(after.x, after.y), 0.06);
+        EXPECT_NEAR(after.x, before.x - offset.sideways(after.y), 0.06);
+        EXPECT_GT(std::hypot(after.x - before.x, after.y - before.y), 0.2)
+            << "else nothing is shown";
+        EXPECT_EQ(centreOf(left).y, centreOf(left_after).y) << "the left eye stays";
+
+        Image<Rgba> colour(c.width, c.height), colour_out;
+        for (int y = 0; y < c.height; ++y)
+            for (int x = 0; x < c.width; ++x) colour.at(x, y) = {0, spot.at(x, y), 0, 255};
+        rectifier->rectifyRightColour(colour.view(), colour_out);
+        rectifier->alignRows(RowOffset(rectifier->geometry()));
+        rectifier->rectify(spot.view(), spot.view(), left, right_again);
+        int unlike = 0, changed = 0;
+        for (int y = 0; y < right.height(); ++y)
+            for (int x = 0; x < right.width(); ++x) {
+                unlike += colour_out.at(x, y).g != right_after.at(x, y);
+                changed += right_again.at(x, y) != right.at(x, y);
+            }
+        EXPECT_EQ(unlike, 0) << "colours move with the greys";
+        EXPECT_EQ(changed, 0) << "an offset of nothing takes it back";
+    }
+}
+
+TEST(Rectifier, RowsAreMovedThroughTheLens) {
+    expectRowsMoved(realistic());
+    StereoCalibration fisheye = realistic();
+    for (CameraIntrinsics* eye : {&fisheye.left, &fisheye.right}) {
+        eye->lens = LensModel::kEquidistant;
+        eye->distortion = {-0.01, 0.02, -0.005, 0.001};
+    }
+    expectRowsMoved(fisheye);
+}
+
+TEST(Rectifier, RowsOfRectifiedPicturesAreMovedToo) {
+    StereoCalibration c = realistic();
+    c.left = c.right = {180, 180, 160, 100, LensModel::kRadialTangential, {}};
+    c.right_from_left = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    c.translation_mm = {-120, 0, 0};
+    c.rectified = true;
+    expectRowsMoved(c);
+}
+
 }  // namespace
 }  // namespace kova::camera
