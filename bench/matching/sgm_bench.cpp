@@ -27,8 +27,8 @@ struct Planes {
             for (int x = 0; x < kWidth; ++x) picture.at(x, y) = static_cast<std::uint8_t>(random());
         left.resize(kWidth, kRows, 1);
         right.resize(kWidth, kRows, kLevels + 1);
-        left.copyGrey(picture.view(), 0, kRows);
-        right.copyGrey(picture.view(), 0, kRows);
+        left.copyGrey(picture.view(), 0, 0, kRows);
+        right.copyGrey(picture.view(), 0, 0, kRows);
         left.computeCensus(0, kRows);
         right.computeCensus(0, kRows);
     }

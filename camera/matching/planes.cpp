@@ -1,5 +1,6 @@
 #include "camera/matching/planes.h"
 
+#include <algorithm>
 #include <cstring>
 
 #undef HWY_TARGET_INCLUDE
@@ -40,6 +41,37 @@ void censusRow(const std::uint8_t* const* rows, int width, std::uint8_t* const* 
     }
 }
 
+/// Mean of three with the weights 1 2 1; halves are rounded up, twice.
+template <class D>
+HWY_INLINE hn::Vec<D> mean121(hn::Vec<D> a, hn::Vec<D> b, hn::Vec<D> c) {
+    return hn::AverageRound(hn::AverageRound(a, c), b);
+}
+
+template <class D>
+HWY_INLINE void softenAt(D d, const std::uint8_t* const* rows, int left, int x, int right,
+                         std::uint8_t limit, std::uint8_t* out) {
+    const auto column = [&](int u) HWY_ATTR {
+        return mean121<D>(hn::LoadU(d, rows[0] + u), hn::LoadU(d, rows[1] + u),
+                          hn::LoadU(d, rows[2] + u));
+    };
+    const auto mean = mean121<D>(column(left), column(x), column(right));
+    const auto centre = hn::LoadU(d, rows[1] + x), most = hn::Set(d, limit);
+    hn::StoreU(
+        hn::Max(hn::SaturatedSub(centre, most), hn::Min(hn::SaturatedAdd(centre, most), mean)), d,
+        out + x);
+}
+
+/// @param rows  above, this and below
+void softenRow(const std::uint8_t* const* rows, int width, std::uint8_t limit, std::uint8_t* out) {
+    const hn::ScalableTag<std::uint8_t> d;
+    const hn::CappedTag<std::uint8_t, 1> d1;
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    softenAt(d1, rows, 0, 0, std::min(1, width - 1), limit, out);
+    int x = 1;
+    for (; x + lanes < width; x += lanes) softenAt(d, rows, x - 1, x, x + 1, limit, out);
+    for (; x < width; ++x) softenAt(d1, rows, x - 1, x, std::min(x + 1, width - 1), limit, out);
+}
+
 }  // namespace
 }  // namespace HWY_NAMESPACE
 }  // namespace kova::camera::sgm
@@ -49,6 +81,7 @@ HWY_AFTER_NAMESPACE();
 namespace kova::camera::sgm {
 
 HWY_EXPORT(censusRow);
+HWY_EXPORT(softenRow);
 
 namespace {
 
@@ -70,10 +103,18 @@ void EyePlanes::resize(int width, int height, int reach) {
     for (auto& plane : census_) plane.resize(stride, height);
 }
 
-void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, int begin, int end) {
+void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int begin,
+                         int end) {
     for (int y = begin; y < end; ++y) {
         std::uint8_t* row = grey_.row(y);
-        std::memcpy(row + left_, picture.row(y), static_cast<std::size_t>(width_));
+        if (soften > 0) {
+            const std::uint8_t* const rows[3] = {picture.row(std::max(y - 1, 0)), picture.row(y),
+                                                 picture.row(std::min(y + 1, height_ - 1))};
+            HWY_DYNAMIC_DISPATCH(softenRow)
+            (rows, width_, static_cast<std::uint8_t>(std::min(soften, 255)), row + left_);
+        } else {
+            std::memcpy(row + left_, picture.row(y), static_cast<std::size_t>(width_));
+        }
         extendRow(row, left_, width_, grey_.stride());
     }
 }

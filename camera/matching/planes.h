@@ -21,8 +21,10 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
 
-    /// Copies rows [begin, end) of the picture.
-    void copyGrey(const ImageView<const std::uint8_t>& picture, int begin, int end);
+    /// Copies rows [begin, end) of the picture; a pixel is moved by at most `soften` grey levels
+    /// towards the mean of 3x3 pixels with the weights 1 2 1, which takes noise away and leaves
+    /// edges.
+    void copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int begin, int end);
     /// Computes the census of rows [begin, end), once all rows are copied.
     void computeCensus(int begin, int end);
 

@@ -23,6 +23,21 @@ constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8, kEighthSpeckle
 /// Sides and disparities that the working memory's types can hold.
 constexpr int kMaxSide = 16384, kMaxDisparity = 4000, kMaxLevels = 320;
 
+/// What the eyes have in common in noise alone differs more between them, the finer the picture:
+/// so much more (mean of the best sums) at a size than at half of it is usual without noise.
+constexpr int kHalfGrain = 10, kFullGrain = 6;
+constexpr int kMostSoftening = 36;
+/// What is found in so noisy a picture that half its size has to be softened is right less often
+/// than its margins let expect: confidence falls by 1 / kNoDoubt for every grey level of that.
+constexpr int kNoDoubt = 80;
+
+/// By how many grey levels a picture is softened [see EyePlanes::copyGrey()].
+///
+/// @param grain  by how much the best sums exceed those at half the size, one size further down
+int softening(int grain, int usual) {
+    return std::clamp(2 * (grain - usual), 0, kMostSoftening);
+}
+
 /// Calls body(begin, end) for strips of rows.
 template <typename Body>
 void forRows(int height, const Body& body) {
@@ -41,81 +56,81 @@ public:
 private:
     using Grey = ImageView<const std::uint8_t>;
 
-    void matchQuarter(const Grey& left, const Grey& right, const MatchParameters& parameters);
-    void findTooNear(const MatchParameters& parameters);
+    struct SmallPair {
+        Image<std::uint8_t> left, right;
+    };
+
+    static void halve(const Grey& left, const Grey& right, SmallPair& half);
+    void matchEighth(const MatchParameters& parameters);
+    void matchQuarter(const MatchParameters& parameters);
     void matchHalf(const MatchParameters& parameters);
     void matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map);
     void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
                    DisparityMap& map);
-    static void rate(const sgm::SgmPass& pass, const ConfidenceTable& table, DisparityMap& map);
+    static void rate(const sgm::SgmPass& pass, const ConfidenceTable& table, int noise,
+                     DisparityMap& map);
     static void removeUnsure(float threshold, DisparityMap& map);
 
     const ConfidenceTable full_confidence_, half_confidence_;
     sgm::BandMemoryPool pool_;
     sgm::SgmPass full_{pool_}, half_{pool_}, quarter_{pool_}, eighth_{pool_};
-    Image<std::uint8_t> half_left_, half_right_, quarter_left_, quarter_right_, eighth_left_,
-        eighth_right_;
+    SmallPair half_eyes_, quarter_eyes_, eighth_eyes_;
     Image<std::uint16_t> quarter_map_, eighth_map_;
     DisparityMap half_map_;
     TooNear too_near_;
     EdgeAwareFill fill_;
 };
 
-void SgmMatcher::matchQuarter(const Grey& left, const Grey& right,
-                              const MatchParameters& parameters) {
-    const int half_width = halfSize(left.width), half_height = halfSize(left.height);
-    half_left_.resize(half_width, half_height);
-    half_right_.resize(half_width, half_height);
-    forRows(half_height, [&](int begin, int end) {
-        halveRows(left, half_left_.view(), begin, end);
-        halveRows(right, half_right_.view(), begin, end);
-    });
-    const int width = halfSize(half_width), height = halfSize(half_height);
-    quarter_left_.resize(width, height);
-    quarter_right_.resize(width, height);
+void SgmMatcher::halve(const Grey& left, const Grey& right, SmallPair& half) {
+    const int height = halfSize(left.height);
+    half.left.resize(halfSize(left.width), height);
+    half.right.resize(halfSize(left.width), height);
     forRows(height, [&](int begin, int end) {
-        halveRows(half_left_.view(), quarter_left_.view(), begin, end);
-        halveRows(half_right_.view(), quarter_right_.view(), begin, end);
+        halveRows(left, half.left.view(), begin, end);
+        halveRows(right, half.right.view(), begin, end);
     });
-    const int least = parameters.min_disparity / 4;
-    // One level more than a quarter of them, since the last one is never taken.
-    quarter_.begin(width, height, least, parameters.max_disparity / 4 + 2 - least);
-    quarter_map_.resize(width, height);
-    quarter_.run(quarter_left_.view(), quarter_right_.view(), kQuarterSpecklePixels,
-                 kHalfSpeckleStep, quarter_map_.view());
 }
 
-void SgmMatcher::findTooNear(const MatchParameters& parameters) {
-    const int width = halfSize(quarter_left_.width()), height = halfSize(quarter_left_.height());
-    eighth_left_.resize(width, height);
-    eighth_right_.resize(width, height);
-    forRows(height, [&](int begin, int end) {
-        halveRows(quarter_left_.view(), eighth_left_.view(), begin, end);
-        halveRows(quarter_right_.view(), eighth_right_.view(), begin, end);
-    });
+void SgmMatcher::matchEighth(const MatchParameters& parameters) {
+    const int width = eighth_eyes_.left.width(), height = eighth_eyes_.left.height();
     const int least = parameters.min_disparity / 8;
     // Four times the range; the types of the search end at 320 levels.
     eighth_.begin(width, height, least, std::min(parameters.max_disparity / 2 - least, kMaxLevels));
     eighth_map_.resize(width, height);
-    eighth_.run(eighth_left_.view(), eighth_right_.view(), kEighthSpecklePixels, kHalfSpeckleStep,
-                eighth_map_.view());
+    eighth_.run(eighth_eyes_.left.view(), eighth_eyes_.right.view(), kEighthSpecklePixels,
+                kHalfSpeckleStep, eighth_map_.view());
     too_near_.find(eighth_map_.view(), 8, parameters.max_disparity);
 }
 
+void SgmMatcher::matchQuarter(const MatchParameters& parameters) {
+    const int width = quarter_eyes_.left.width(), height = quarter_eyes_.left.height();
+    const int least = parameters.min_disparity / 4;
+    // One level more than a quarter of them, since the last one is never taken.
+    quarter_.begin(width, height, least, parameters.max_disparity / 4 + 2 - least);
+    quarter_map_.resize(width, height);
+    quarter_.run(quarter_eyes_.left.view(), quarter_eyes_.right.view(), kQuarterSpecklePixels,
+                 kHalfSpeckleStep, quarter_map_.view());
+}
+
 void SgmMatcher::matchHalf(const MatchParameters& parameters) {
-    const int width = half_left_.width(), height = half_left_.height();
+    const int width = half_eyes_.left.width(), height = half_eyes_.left.height();
     const int least = parameters.min_disparity / 2;
     // One level more than half of them, since the last one is never taken.
     half_.begin(width, height, least, (parameters.max_disparity + 1) / 2 + 1 - least);
     sgm::narrowSearch(quarter_map_.view(), width, height, half_.search());
+    half_.soften(softening(quarter_.meanBest() - eighth_.meanBest(), kHalfGrain));
     half_map_.resize(width, height);
-    half_.run(half_left_.view(), half_right_.view(), kHalfSpecklePixels, kHalfSpeckleStep,
+    half_.run(half_eyes_.left.view(), half_eyes_.right.view(), kHalfSpecklePixels, kHalfSpeckleStep,
               half_map_.disparity.view());
 }
 
-void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, DisparityMap& map) {
+void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, int noise,
+                      DisparityMap& map) {
+    ConfidenceTable worth = table;
+    for (std::uint8_t& value : worth)
+        value = static_cast<std::uint8_t>(std::max(value * (kNoDoubt - noise) / kNoDoubt, 1));
     forRows(map.disparity.height(), [&](int begin, int end) {
-        rateRows(map.disparity.view(), pass.winners(), table, map.confidence.view(), begin, end);
+        rateRows(map.disparity.view(), pass.winners(), worth, map.confidence.view(), begin, end);
     });
 }
 
@@ -134,7 +149,7 @@ void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, 
             }
         }
     });
-    rate(half_, half_confidence_, half_map_);
+    rate(half_, half_confidence_, half_.softened(), half_map_);
     forRows(left.height, [&](int begin, int end) {
         upscaleDisparityRows(half_map_.disparity.view(), map.disparity.view(), begin, end);
         upscaleByteRows(half_map_.confidence.view(), map.confidence.view(), begin, end);
@@ -145,12 +160,14 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
                            DisparityMap& map) {
     full_.begin(left.width, left.height, parameters.min_disparity,
                 parameters.max_disparity - parameters.min_disparity);
-    if (parameters.work_mode == WorkMode::kMedium) {
-        matchHalf(parameters);
+    matchHalf(parameters);
+    // Where the half size had to be softened its eyes no longer tell how noisy they are.
+    full_.soften(
+        std::max(softening(half_.meanBest() - quarter_.meanBest(), kFullGrain), half_.softened()));
+    if (parameters.work_mode == WorkMode::kMedium)
         sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
-    }
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
-    rate(full_, full_confidence_, map);
+    rate(full_, full_confidence_, half_.softened() * 4 / 3, map);
 }
 
 void SgmMatcher::removeUnsure(float threshold, DisparityMap& map) {
@@ -184,13 +201,16 @@ Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParamet
     map.resize(left.width, left.height);
     if (left.empty())
         return {};
-    matchQuarter(left, right, parameters);
+    halve(left, right, half_eyes_);
+    halve(half_eyes_.left.view(), half_eyes_.right.view(), quarter_eyes_);
+    halve(quarter_eyes_.left.view(), quarter_eyes_.right.view(), eighth_eyes_);
+    matchEighth(parameters);
+    matchQuarter(parameters);
     if (parameters.work_mode == WorkMode::kFast)
         matchFast(left, parameters, map);
     else
         matchFull(left, right, parameters, map);
     removeUnsure(parameters.confidence_threshold, map);
-    findTooNear(parameters);
     forRows(left.height, [&](int begin, int end) { too_near_.mark(map, begin, end); });
     if (parameters.fill)
         fill_.fill(left, map);

@@ -38,6 +38,7 @@ void SgmPass::begin(int width, int height, int min_disparity, int levels) {
     left_.resize(width, height, 1);
     right_.resize(width, height, min_disparity + levels + 1);
     winners_.resize(width, height);
+    soften_ = 0;
     search_.min_disparity = min_disparity;
     search_.levels = levels;
     const LevelRange all{0, static_cast<std::uint16_t>(levels)};
@@ -53,7 +54,8 @@ void SgmPass::preparePlanes(const ImageView<const std::uint8_t>& left,
     const int height = left_.height(), strips = cellsFor(height);
     const auto copy = [&](int i) {
         const int begin = i / 2 * kCell, end = std::min(begin + kCell, height);
-        i % 2 == 0 ? left_.copyGrey(left, begin, end) : right_.copyGrey(right, begin, end);
+        i % 2 == 0 ? left_.copyGrey(left, soften_, begin, end)
+                   : right_.copyGrey(right, soften_, begin, end);
     };
     parallelFor(2 * strips, std::ref(copy));
     const auto census = [&](int i) {
@@ -90,6 +92,18 @@ void SgmPass::run(const ImageView<const std::uint8_t>& left,
     };
     parallelFor(bands, std::ref(median));
     speckles_.filter(disparity, speckle_pixels, speckle_step);
+}
+
+int SgmPass::meanBest() const {
+    std::uint64_t sum = 0;
+    for (int y = 0; y < winners_.best.height(); ++y) {
+        const std::uint8_t* row = winners_.best.row(y);
+        std::uint32_t row_sum = 0;
+        for (int x = 0; x < winners_.best.width(); ++x) row_sum += row[x];
+        sum += row_sum;
+    }
+    return static_cast<int>(sum / (static_cast<std::uint64_t>(winners_.best.width()) *
+                                   static_cast<std::uint64_t>(winners_.best.height())));
 }
 
 }  // namespace kova::camera::sgm

@@ -33,6 +33,10 @@ public:
     /// Sets size and search; every cell searches all levels until search().ranges say otherwise.
     void begin(int width, int height, int min_disparity, int levels);
     Search& search() { return search_; }
+    /// By how much pixels may be softened before they are compared, see EyePlanes::copyGrey();
+    /// begin() sets it to 0.
+    void soften(int limit) { soften_ = limit; }
+    int softened() const { return soften_; }
 
     /// Matches, and removes what fails the left-right check and small islands; the median of 3x3 is
     /// taken in between.
@@ -45,6 +49,8 @@ public:
     /// The winners of the last run, after the left-right check.
     const Winners& winners() const { return winners_; }
     const EyePlanes& left() const { return left_; }
+    /// Mean of their best sums: how much the eyes differ at this size.
+    int meanBest() const;
 
 private:
     void preparePlanes(const ImageView<const std::uint8_t>& left,
@@ -54,6 +60,7 @@ private:
     BandMemoryPool& pool_;
     EyePlanes left_, right_;
     Search search_;
+    int soften_ = 0;
     Winners winners_;
     SpeckleFilter speckles_;
     std::vector<std::uint32_t> claims_;  ///< one row and an element per band

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <new>
+#include <random>
 
 #include "camera/base/parallel.h"
 #include "tests/camera/matching/textured_pair.h"
@@ -122,6 +123,48 @@ TEST(SgmMatcher, FindsTwoPlanesInEveryMode) {
             }
         EXPECT_GT(right, 0.97 * counted) << static_cast<int>(mode);
         EXPECT_LT(wrong, 0.005 * counted) << static_cast<int>(mode);
+    }
+}
+
+/// A picture of kTimes the size, interpolated, with a part of its contrast and with noise.
+Image<std::uint8_t> coarseAndNoisy(const Image<std::uint8_t>& small, unsigned seed) {
+    constexpr int kTimes = 4, kNoise = 10;
+    constexpr double kContrast = 0.2;
+    std::mt19937 random(seed);
+    Image<std::uint8_t> out(kTimes * small.width(), kTimes * small.height());
+    for (int y = 0; y < out.height(); ++y)
+        for (int x = 0; x < out.width(); ++x) {
+            const int u = x / kTimes, v = y / kTimes;
+            const int u1 = std::min(u + 1, small.width() - 1);
+            const int v1 = std::min(v + 1, small.height() - 1);
+            const double a = (x % kTimes) / double(kTimes), b = (y % kTimes) / double(kTimes);
+            const double value = (1 - b) * ((1 - a) * small.at(u, v) + a * small.at(u1, v)) +
+                                 b * ((1 - a) * small.at(u, v1) + a * small.at(u1, v1));
+            const int noise = static_cast<int>(random() % (2 * kNoise + 1)) - kNoise;
+            out.at(x, y) = static_cast<std::uint8_t>(
+                std::clamp(120 + kContrast * (value - 120) + noise, 0.0, 255.0));
+        }
+    return out;
+}
+
+TEST(SgmMatcher, FindsThemInNoise) {
+    const test::TexturedPair small(120, 60, 7, 3);
+    const auto left = coarseAndNoisy(small.left, 1), right = coarseAndNoisy(small.right, 2);
+    const auto matcher = makeSgmMatcher();
+    for (const WorkMode mode : kModes) {
+        DisparityMap map;
+        ASSERT_TRUE(matcher->match(left.view(), right.view(), parametersFor(mode, 64), map).ok());
+        int good = 0, counted = 0;
+        for (int y = 0; y < 240; ++y)
+            for (int x = 40; x < 480; ++x) {
+                if (std::abs(x - 240) < 28)
+                    continue;  // where the planes meet
+                ++counted;
+                const std::uint16_t d = map.disparity.at(x, y);
+                good += isDisparity(d) &&
+                        std::abs(d / double(kDisparityScale) - 4 * small.truth(x / 4, y)) <= 1;
+            }
+        EXPECT_GT(good, (mode == WorkMode::kFast ? 0.9 : 0.75) * counted) << static_cast<int>(mode);
     }
 }
 

@@ -26,8 +26,8 @@ void matchInBands(const test::TexturedPair& pair, const Search& search, Winners&
     EyePlanes left, right;
     left.resize(width, height, 1);
     right.resize(width, height, search.min_disparity + search.levels + 1);
-    left.copyGrey(pair.left.view(), 0, height);
-    right.copyGrey(pair.right.view(), 0, height);
+    left.copyGrey(pair.left.view(), 0, 0, height);
+    right.copyGrey(pair.right.view(), 0, 0, height);
     left.computeCensus(0, height);
     right.computeCensus(0, height);
     BandMemory memory;

@@ -9,6 +9,7 @@
 #include "camera/matching/half_size.h"
 #include "camera/matching/median.h"
 #include "camera/matching/narrow.h"
+#include "camera/matching/planes.h"
 #include "camera/matching/speckles.h"
 #include "camera/matching/too_near.h"
 #include "camera/matching/upscale.h"
@@ -89,6 +90,39 @@ TEST_P(StagesTest, HalfSizeIsTheMeanOfFour) {
                                      std::min(2 * y + j, size[1] - 1));
                 ASSERT_EQ((sum + 2) / 4, half.at(x, y)) << x << ", " << y;
             }
+    }
+}
+
+int meanUp(int a, int b) {
+    return (a + b + 1) / 2;
+}
+
+TEST_P(StagesTest, SoftensTowardsTheMeanOfNine) {
+    std::mt19937 random(9);
+    for (const auto& size : kSizes) {
+        const int width = size[0], height = size[1];
+        Image<std::uint8_t> in(width, height);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) in.at(x, y) = static_cast<std::uint8_t>(random());
+        const auto column = [&](int x, int y) {
+            x = std::clamp(x, 0, width - 1);
+            return meanUp(
+                meanUp(in.at(x, std::max(y - 1, 0)), in.at(x, std::min(y + 1, height - 1))),
+                in.at(x, y));
+        };
+        for (const int limit : {0, 7, 1000}) {
+            sgm::EyePlanes eye;
+            eye.resize(width, height, 1);
+            eye.copyGrey(in.view(), limit, 0, height);
+            for (int y = 0; y < height; ++y)
+                for (int x = 0; x < width; ++x) {
+                    const int mean =
+                        meanUp(meanUp(column(x - 1, y), column(x + 1, y)), column(x, y));
+                    const int here = in.at(x, y);
+                    ASSERT_EQ(std::clamp(mean, here - limit, here + limit), eye.grey(y)[x])
+                        << x << ", " << y << " of " << width << "x" << height << ", " << limit;
+                }
+        }
     }
 }
 
