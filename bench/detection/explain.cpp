@@ -46,13 +46,70 @@ ColumnsSeen columnsOf(const VisibleObject& object, const camera::DetectionFrame&
     return {seen.confirmed / count, seen.unconfirmed / count, seen.elsewhere / count};
 }
 
+/// How the ground was seen.
+std::string explainGround(const std::string& where, const camera::DetectionFrame& frame,
+                          const Findings& findings, const SceneTruth& truth) {
+    const PlaneErrors errors = planeErrors(findings, truth, frame.geometry);
+    if (!errors.judged)
+        return {};
+    const camera::GroundEstimate& ground = frame.ground;
+    std::string text = line(
+        "%s ground: %spitch %+.2f of %.1f, roll %+.2f of %.1f, height %+.1f %% of %.0f mm, "
+        "support %.2f area %.2f, ",
+        where.c_str(), errors.farOff() ? "far off: " : "", errors.pitch_deg, ground.pitch_deg,
+        errors.roll_deg, ground.roll_deg, errors.height_percent, ground.height_mm, ground.support,
+        ground.area);
+    text += ground.model.flat ? "flat" : "profile";
+    for (int k = 0; k < camera::GroundModel::kKnots && !ground.model.flat; ++k)
+        text += line(" %.1f%+.2f", ground.model.knot[k], ground.model.knot_offset[k]);
+    return text + "\n";
+}
+
+/// Why textured ground and obstacles in range are not labelled, in parts of them.
+std::string explainUnlabelled(const std::string& where, const camera::DetectionFrame& frame,
+                              const camera::DisparityMap& map, const Findings& findings,
+                              const SceneTruth& truth) {
+    const RectifiedGeometry& g = frame.geometry;
+    const auto far_limit = static_cast<float>(g.fx * g.baseline_mm / judgedRangeMm(g));
+    enum { kUnmeasured, kWrong, kRight, kLabelled, kOutcomes };
+    double sums[2][kOutcomes] = {};
+    double all = 0;
+    for (int y = 0; y < g.height; ++y)
+        for (int x = 0; x < g.width; ++x) {
+            const std::uint8_t label = truth.label.at(x, y);
+            const bool ground = label == static_cast<std::uint8_t>(camera::SurfaceLabel::kGround);
+            if ((!ground && label != static_cast<std::uint8_t>(camera::SurfaceLabel::kObstacle)) ||
+                !truth.textured.at(x, y) || !truth.in_right.at(x, y) ||
+                truth.disparity.at(x, y) < far_limit)
+                continue;
+            ++all;
+            const std::uint16_t d = map.disparity.at(x, y);
+            const float off = std::fabs(static_cast<float>(d) / camera::kDisparityScale -
+                                        truth.disparity.at(x, y));
+            const bool measured = camera::isDisparity(d) && map.confidence.at(x, y) != 0 &&
+                                  map.confidence.at(x, y) != camera::kFilledConfidence;
+            ++sums[ground][findings.ground_map.at(x, y) != 127 ? kLabelled
+                           : !measured                         ? kUnmeasured
+                           : off > 1                           ? kWrong
+                                                               : kRight];
+        }
+    std::string text = where + " unlabelled:";
+    for (int ground = 1; ground >= 0; --ground)
+        text += line(" %s %.3f labelled, %.3f unmeasured, %.3f over 1 px off, %.3f right;",
+                     ground ? "ground" : "obstacle", sums[ground][kLabelled] / all,
+                     sums[ground][kUnmeasured] / all, sums[ground][kWrong] / all,
+                     sums[ground][kRight] / all);
+    return text + "\n";
+}
+
 }  // namespace
 
 std::string explain(const std::string& where, const camera::DetectionFrame& frame,
                     const camera::DisparityMap& map, const Findings& findings,
                     const SceneTruth& truth, int max_disparity) {
-    std::string text;
     const RectifiedGeometry& g = frame.geometry;
+    std::string text = explainGround(where, frame, findings, truth) +
+                       explainUnlabelled(where, frame, map, findings, truth);
     for (const VisibleObject& object : truth.objects) {
         if (!isJudged(object, g, max_disparity) || isFound(object, findings))
             continue;

@@ -149,47 +149,21 @@ struct PlaneSum {
 
 void scorePlane(const Findings& findings, const SceneTruth& truth, const RectifiedGeometry& g,
                 Scores& scores) {
-    const double scale = g.fx * g.baseline_mm;
-    PlaneSum is, said;
-    int points = 0, ground = 0;
+    int ground = 0;
     for (int y = 0; y < g.height; y += 3)
-        for (int x = 0; x < g.width; x += 3) {
-            if (!isGround(truth.label.at(x, y)))
-                continue;
-            ++ground;
-            const double z = scale / truth.disparity.at(x, y);
-            if (z < 2000 || z > 8000 || !findings.has_ground)
-                continue;
-            const float d =
-                findings.ground.groundOf(static_cast<float>(findings.ground.planeAt(x, y)));
-            if (d <= 0.5f)
-                continue;
-            const double u = (x - g.cx) / g.fx, v = (y - g.cy) / g.fy;
-            // What a pixel shows of the ground grows with the cube of the distance.
-            const double weight = z * z * z * 1e-9;
-            is.add(u, v, z, weight);
-            said.add(u, v, scale / d, weight);
-            ++points;
-        }
-    const double picture = static_cast<double>((g.width / 3) * (g.height / 3));
-    if (ground >= 0.2 * picture) {
+        for (int x = 0; x < g.width; x += 3) ground += isGround(truth.label.at(x, y));
+    if (ground >= 0.2 * ((g.width / 3) * (g.height / 3))) {
         scores.no_ground.all += 1;
         scores.no_ground.hits += !findings.has_ground;
     }
-    cv::Vec3d a, b;
-    if (points < 0.05 * picture || !is.solve(a) || !said.solve(b))
+    const PlaneErrors errors = planeErrors(findings, truth, g);
+    if (!errors.judged)
         return;
-    const auto degrees = [](double slope) { return std::atan(slope) * 180 / CV_PI; };
-    const auto heightOf = [](const cv::Vec3d& p) {
-        return p[2] / std::sqrt(1 + p[0] * p[0] + p[1] * p[1]);
-    };
-    const double pitch = std::abs(degrees(a[1]) - degrees(b[1]));
-    const double roll = std::abs(degrees(a[0]) - degrees(b[0]));
-    scores.pitch_deg.push_back(pitch);
-    scores.roll_deg.push_back(roll);
-    scores.height_percent.push_back(100 * std::abs(heightOf(b) / heightOf(a) - 1));
+    scores.pitch_deg.push_back(std::abs(errors.pitch_deg));
+    scores.roll_deg.push_back(std::abs(errors.roll_deg));
+    scores.height_percent.push_back(std::abs(errors.height_percent));
     scores.plane_far_off.all += 1;
-    scores.plane_far_off.hits += pitch > 0.5 || roll > 0.5;
+    scores.plane_far_off.hits += errors.farOff();
 }
 
 void scoreTooNear(const Findings& findings, const SceneTruth& truth, int max_disparity,
@@ -267,6 +241,50 @@ bool isFound(const VisibleObject& object, const Findings& findings) {
                                       matches(f, column.nearest, column.farthest);
                            });
     return 2 * hit >= object.columns.size();
+}
+
+bool PlaneErrors::farOff() const {
+    return judged && (std::abs(pitch_deg) > 0.5 || std::abs(roll_deg) > 0.5);
+}
+
+PlaneErrors planeErrors(const Findings& findings, const SceneTruth& truth,
+                        const RectifiedGeometry& g) {
+    PlaneErrors errors;
+    if (!findings.has_ground)
+        return errors;
+    const double scale = g.fx * g.baseline_mm;
+    PlaneSum is, said;
+    int points = 0;
+    for (int y = 0; y < g.height; y += 3)
+        for (int x = 0; x < g.width; x += 3) {
+            if (!isGround(truth.label.at(x, y)))
+                continue;
+            const double z = scale / truth.disparity.at(x, y);
+            if (z < 2000 || z > 8000)
+                continue;
+            const float d =
+                findings.ground.groundOf(static_cast<float>(findings.ground.planeAt(x, y)));
+            if (d <= 0.5f)
+                continue;
+            const double u = (x - g.cx) / g.fx, v = (y - g.cy) / g.fy;
+            // What a pixel shows of the ground grows with the cube of the distance.
+            const double weight = z * z * z * 1e-9;
+            is.add(u, v, z, weight);
+            said.add(u, v, scale / d, weight);
+            ++points;
+        }
+    cv::Vec3d a, b;
+    if (points < 0.05 * ((g.width / 3) * (g.height / 3)) || !is.solve(a) || !said.solve(b))
+        return errors;
+    const auto degrees = [](double slope) { return std::atan(slope) * 180 / CV_PI; };
+    const auto heightOf = [](const cv::Vec3d& p) {
+        return p[2] / std::sqrt(1 + p[0] * p[0] + p[1] * p[1]);
+    };
+    errors.judged = true;
+    errors.pitch_deg = degrees(b[1]) - degrees(a[1]);
+    errors.roll_deg = degrees(b[0]) - degrees(a[0]);
+    errors.height_percent = 100 * (heightOf(b) / heightOf(a) - 1);
+    return errors;
 }
 
 double judgedRangeMm(const RectifiedGeometry& geometry) {

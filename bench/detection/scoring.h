@@ -55,6 +55,16 @@ struct Scores {
     void add(const Scores& other);
 };
 
+/// What is said of the ground against what it is, both as planes through the true ground 2 to 8 m
+/// ahead: said less true.
+struct PlaneErrors {
+    bool judged = false;  ///< enough ground is seen there
+    double pitch_deg = 0, roll_deg = 0, height_percent = 0;
+    bool farOff() const;
+};
+PlaneErrors planeErrors(const Findings& findings, const SceneTruth& truth,
+                        const camera::RectifiedGeometry& geometry);
+
 /// Up to where objects are judged [mm]: 12 m, or as far as the camera measures.
 double judgedRangeMm(const camera::RectifiedGeometry& geometry);
 
