@@ -10,8 +10,8 @@
 namespace kova::bench {
 
 /// One line per object that should have been found and was not, and per false alarm: where it is,
-/// what the matcher and the detector had there. Before these two lines on the frame: how far off the
-/// ground is, and why textured ground and obstacles are not labelled.
+/// what the matcher and the detector had there. Before these two lines on the frame: how far off
+/// the ground is, and why textured ground and obstacles are not labelled.
 /// @param where  beginning of every line
 std::string explain(const std::string& where, const camera::DetectionFrame& frame,
                     const camera::DisparityMap& map, const Findings& findings,

@@ -262,8 +262,8 @@ PlaneErrors planeErrors(const Findings& findings, const SceneTruth& truth,
             const double z = scale / truth.disparity.at(x, y);
             if (z < 2000 || z > 8000)
                 continue;
-            const float d =
-                findings.ground.groundOf(static_cast<float>(findings.ground.planeAt(x, y)));
+            const float d = findings.ground.inColumn(x).groundOf(
+                static_cast<float>(findings.ground.planeAt(x, y)));
             if (d <= 0.5f)
                 continue;
             const double u = (x - g.cx) / g.fx, v = (y - g.cy) / g.fy;

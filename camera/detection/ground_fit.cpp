@@ -33,6 +33,9 @@ constexpr float kMinArea = 0.02f;
 constexpr float kMinPlaneDisparity = 1;
 constexpr int kIterations = 6;
 constexpr float kMaxSpread = 0.97f;
+constexpr int kReachAcross = 16;         // of what is nearer, into the ground beside it [px]
+constexpr int kReachDown = 16;           // from its foot
+constexpr double kShadowedWorth = 0.05;  // of a cell within that reach
 
 double angleBetween(const std::array<double, 3>& p, const std::array<double, 3>& q) {
     return std::acos(std::clamp(p[0] * q[0] + p[1] * q[1] + p[2] * q[2], -1.0, 1.0));
@@ -52,6 +55,41 @@ int gradientBins(const CellGrid& grid) {
 }
 
 }  // namespace
+
+/// Finds the cells within the matcher's reach of something nearer than the plane: down to its foot
+/// and below that, and beside it. There the matcher puts the ground up to a pixel too near.
+void GroundFitter::findShadowed(const CellGrid& grid, const GroundModel& model) {
+    const std::size_t cells = static_cast<std::size_t>(grid.columns()) * grid.bins();
+    below_.assign(cells, 0);
+    shadowed_.assign(cells, 0);
+    const int side = kReachAcross / grid.columnPx();
+    const int down = kReachDown / grid.binPx();
+    for (int column = 0; column < grid.columns(); ++column) {
+        const double u = grid.centreX(column);
+        float foot = 0;  // disparity of the last thing above
+        int left = 0;    // bins from its foot on
+        for (int bin = 0; bin < grid.bins(); ++bin) {
+            const std::size_t cell = grid.index(column, bin);
+            const float s = std::max(1.0f, static_cast<float>(model.planeAt(u, grid.centreY(bin))));
+            const bool too_near = grid.kind[cell] == CellKind::kTooNear;
+            if (too_near || (grid.kind[cell] == CellKind::kMeasured &&
+                             grid.disparity[cell] > s + 3 * groundTolerance(s))) {
+                foot = too_near ? 1e6f : grid.disparity[cell];
+                left = down + 1;
+            }
+            below_[cell] = left > 0;
+            left -= left > 0 && s >= foot;
+        }
+    }
+    for (int column = 0; column < grid.columns(); ++column) {
+        std::uint8_t* out = shadowed_.data() + grid.index(column, 0);
+        const int last = std::min(grid.columns() - 1, column + side);
+        for (int other = std::max(0, column - side); other <= last; ++other) {
+            const std::uint8_t* from = below_.data() + grid.index(other, 0);
+            for (int bin = 0; bin < grid.bins(); ++bin) out[bin] |= from[bin];
+        }
+    }
+}
 
 void GroundFitter::collect(const CellGrid& grid) {
     samples_.clear();
@@ -79,6 +117,7 @@ void GroundFitter::collect(const CellGrid& grid) {
                                    grid.disparity[grid.index(column, above)]) /
                                   static_cast<float>((below - above) * grid.binPx());
             sample.weight = grid.weight[cell] * grid.confidence[cell];
+            sample.cell = static_cast<std::uint32_t>(cell);
             if (sample.gradient > 0.015f && grid.confidence[cell] > 0.3f)
                 ground_like_.push_back(static_cast<std::uint32_t>(samples_.size()));
             samples_.push_back(sample);
@@ -191,10 +230,13 @@ GroundModel GroundFitter::search(const RectifiedGeometry& geometry, const Ground
     return model;
 }
 
-void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& prior,
-                          GroundModel& model) const {
+void GroundFitter::refine(const CellGrid& grid, const RectifiedGeometry& geometry,
+                          const GroundPrior& prior, GroundModel& model) {
     constexpr double kCellSigma = 0.35;  // [px] of one independent measurement
     for (int iteration = 0; iteration < kIterations; ++iteration) {
+        const bool near_is_known = iteration >= kIterations / 2;
+        if (near_is_known)
+            findShadowed(grid, model);
         // On the way a part of the cells will do.
         const std::size_t stride =
             iteration < kIterations - 2 ? samples_.size() / kMaxRefined + 1 : 1;
@@ -207,20 +249,24 @@ void GroundFitter::refine(const RectifiedGeometry& geometry, const GroundPrior& 
             matrix += weight * row * row.transpose();
             side += weight * value * row;
         };
+        const double min_gradient = (near_is_known ? 0.6 : 0.4) * model.b;
+        const double max_gradient = (near_is_known ? 1.7 : 2.5) * model.b;
         // Wider, pavements beside the way would turn the plane.
         const double wide = iteration < 3 ? 1.05 : 0.7;
         for (std::size_t i = 0; i < samples_.size(); i += stride) {
             const Sample& sample = samples_[i];
             const double s = model.planeAt(sample.u, sample.v);
-            if (s < kMinPlaneDisparity || sample.gradient < 0.4 * model.b ||
-                sample.gradient > 2.5 * model.b)
+            if (s < kMinPlaneDisparity || sample.gradient < min_gradient ||
+                sample.gradient > max_gradient)
                 continue;
             const double t = (sample.d - s) / (wide * groundTolerance(static_cast<float>(s)));
             if (std::fabs(t) >= 1)
                 continue;
             const double tukey = (1 - t * t) * (1 - t * t);
             add({(sample.u - geometry.cx) / geometry.fx, (sample.v - geometry.cy) / geometry.fy, 1},
-                sample.d, stand_for * tukey * sample.weight);
+                sample.d,
+                (near_is_known && shadowed_[sample.cell] ? kShadowedWorth : 1) * stand_for * tukey *
+                    sample.weight);
         }
         const double scale = model.b * geometry.fy;
         const auto angle = [&](const std::array<double, 3>& down, double sigma, bool pitch) {
@@ -256,12 +302,18 @@ void GroundFitter::judge(const CellGrid& grid, float min_support, GroundFit& fit
     float near_weight = 0, near_squares = 0;
     int cells = 0;
     float low_u = 1e9f, high_u = -1, low_v = 1e9f, high_v = -1;
+    GroundModel surface = model;
+    float column = -1;
     for (const Sample& sample : samples_) {
         const float s = static_cast<float>(model.planeAt(sample.u, sample.v));
         if (s < kMinPlaneDisparity)
             continue;
+        if (!model.flat && sample.u != column) {
+            column = sample.u;
+            surface = model.inColumn(column);
+        }
         const float tolerance = 1.5f * groundTolerance(s);
-        const float r = sample.d - model.groundOf(s);
+        const float r = sample.d - surface.groundOf(s);
         if (const float t = 1.5f * r / tolerance; std::fabs(t) < 2) {
             near_weight += sample.weight;
             near_squares += sample.weight * t * t;
@@ -295,7 +347,7 @@ GroundFit GroundFitter::fit(const CellGrid& grid, const RectifiedGeometry& geome
     result.model = search(geometry, prior, best);
     if (best <= 0)
         return result;
-    refine(geometry, prior, result.model);
+    refine(grid, geometry, prior, result.model);
     if (!plausible(result.model, prior))
         return result;
     fitGroundProfile(grid, geometry, prior.has_track ? &prior.track : nullptr, result.model);

@@ -30,8 +30,9 @@ struct GroundFit {
 /// Fits the ground plane to a grid: RANSAC (Fischler and Bolles, 1981) with a fixed seed, two-point
 /// samples with a drawn roll beside three-point ones, then reweighted least squares (Tukey's
 /// biweight), weighted by confidence. Priors are soft: gravity with a sigma of 2 degrees, without
-/// it no roll with a sigma of 3, the tracked plane with 1.5 degrees and 5 % of height. On the plane
-/// a longitudinal profile of 6 knots is found by dynamic programming over knot offsets.
+/// it no roll with a sigma of 3, the tracked plane with 1.5 degrees and 5 % of height. Cells within
+/// the matcher's reach of something nearer, which are measured too near, hardly count. On the plane
+/// a longitudinal profile is found.
 ///
 /// "Not found" is the answer where a plane does not explain enough of the picture below its
 /// horizon, where much lies clearly below it, or where depths scatter about it without a peak.
@@ -46,16 +47,20 @@ private:
         float u, v, d;
         float gradient;  ///< of the disparity down the column [px/px]
         float weight;
+        std::uint32_t cell;
     };
     void collect(const CellGrid& grid);
+    void findShadowed(const CellGrid& grid, const GroundModel& model);
     /// @return 0 for what is clearly below `to_beat`
     float score(const GroundModel& model, const GroundPrior& prior, float to_beat) const;
     GroundModel search(const RectifiedGeometry& geometry, const GroundPrior& prior,
                        float& best) const;
-    void refine(const RectifiedGeometry& geometry, const GroundPrior& prior,
-                GroundModel& model) const;
+    void refine(const CellGrid& grid, const RectifiedGeometry& geometry, const GroundPrior& prior,
+                GroundModel& model);
     void judge(const CellGrid& grid, float min_support, GroundFit& fit) const;
 
+    std::vector<std::uint8_t> below_;         ///< of each cell: within reach below what is nearer
+    std::vector<std::uint8_t> shadowed_;      ///< or beside that
     std::vector<Sample> samples_;             ///< every measured cell
     std::vector<std::uint32_t> ground_like_;  ///< samples whose disparity grows downwards
     std::vector<Sample> scored_;              ///< a thinned set of all samples

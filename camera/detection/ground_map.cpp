@@ -44,11 +44,11 @@ void GroundMapper::labelRows(const StixelContext& context, const StixelSearch& s
     const int columns = context.grid->columns();
     height_ = context.geometry.height;
     labels_.assign(static_cast<std::size_t>(columns) * height_, kUnsure);
-    const GroundModel& ground = context.ground->model;
     if (context.ground->state != GroundState::kLost) {
         for (int column = 0; column < columns; ++column) {
             std::int32_t* label = labels_.data() + static_cast<std::size_t>(column) * height_;
             const double u = context.grid->centreX(column);
+            const GroundModel ground = context.ground->model.inColumn(u);
             for (const Segment& segment : search.segments(column)) {
                 if (segment.kind != SegmentKind::kGround)
                     continue;
@@ -138,8 +138,9 @@ void GroundMapper::paintRow(const StixelContext& context, const ImageView<const 
         float tolerance;
         std::uint8_t value;
         if (label == kGround) {
-            const float s = static_cast<float>(ground.planeAt(grid.centreX(column), y));
-            expected = ground.groundOf(s);
+            const double u = grid.centreX(column);
+            const float s = static_cast<float>(ground.planeAt(u, y));
+            expected = ground.flat ? s : ground.inColumn(u).groundOf(s);
             // A pixel is noisier than a cell; higher than the foot of an obstacle is not ground.
             const float foot = context.obstacles.obstacle_foot_height * kUnit10mInMm;
             tolerance =

@@ -5,6 +5,16 @@
 
 namespace kova::camera {
 
+GroundModel GroundModel::inColumn(double u) const {
+    GroundModel column = *this;
+    const auto factor = static_cast<float>(std::max(0.1, stretch + stretch_per_px * u));
+    for (float& s : column.knot) s *= factor;
+    for (float& offset : column.knot_offset) offset *= factor;
+    column.stretch = 1;
+    column.stretch_per_px = 0;
+    return column;
+}
+
 float GroundModel::groundOf(float s) const {
     if (flat)
         return s;

@@ -8,7 +8,8 @@ namespace kova::camera {
 
 /// The ground as the camera sees it: a plane, which is linear in disparity space, and on it a
 /// longitudinal profile (piecewise linear in disparity, the v-disparity form of Labayrade, Aubert
-/// and Tarel, 2002), so that a ramp is ground too.
+/// and Tarel, 2002), so that a ramp is ground too. The profile may run at an angle to the camera's
+/// axis: a ramp is seldom met head-on.
 ///
 /// Disparities here are "depth disparities" d = fx * baseline / Z [px]: the measured disparity plus
 /// the geometry's offset. On the plane d = s(u, v) = a*u + b*v + c. With the camera's height h over
@@ -22,6 +23,11 @@ struct GroundModel {
     std::array<float, kKnots> knot{};         ///< plane disparities of the knots, falling [px]
     std::array<float, kKnots> knot_offset{};  ///< ground minus plane there [px]
     bool flat = true;                         ///< the profile is zero everywhere
+    /// At the column u the profile's knots and offsets are this many times as large.
+    double stretch = 1, stretch_per_px = 0;
+
+    /// The same ground as it is in one column: what asks for the profile asks this.
+    GroundModel inColumn(double u) const;
 
     /// Disparity of the plane at a pixel; the horizon is where it is 0.
     double planeAt(double u, double v) const { return a * u + b * v + c; }

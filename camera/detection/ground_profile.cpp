@@ -11,28 +11,59 @@ namespace kova::camera {
 namespace {
 
 constexpr int kKnots = GroundModel::kKnots;
-constexpr int kIntervals = kKnots - 1;
 constexpr int kColumnStep = 2;
-constexpr int kSubBins = 8;  // per interval
+constexpr int kBins = 40;  // of plane disparity, evenly in its logarithm
+constexpr int kBinsPerShare = 8;
 constexpr int kStates = 41;
 constexpr float kLowest = -6;  // offset of state 0 [px]
 constexpr float kStep = 0.5f;
-constexpr int kZeroState = 12;
-constexpr float kFarthest = 2;      // plane disparity of the last knot [px]
-constexpr float kSteepest = 0.52f;  // [rad], 30 degrees
-constexpr float kMinGain = 0.5f;    // over the flat plane, 1 being the votes of one interval
-constexpr float kFewestCells = 30;  // an interval with fewer counts less
+constexpr float kHighest = kLowest + kStep * (kStates - 1);
+constexpr float kFarthest = 2;      // plane disparity of the last bin [px]
+constexpr float kLastKnot = 0.7f;   // [px]
+constexpr float kMinGain = 0.25f;   // over the flat plane, 1 being the votes of kBinsPerShare bins
+constexpr float kFewestCells = 30;  // eight bins with fewer count less
 
-constexpr float kMinSubSupport = 0.2f;  // votes on the path, part of a sub-bin's cells
-constexpr int kMaxMissing = 3;          // sub-bins
+constexpr int kFirstKnee = 6, kLastKnee = 32;  // bins
+/// Slopes that are tried, up and down [rad].
+constexpr float kLeastSlope = 0.035f, kSlopeStep = 0.0175f;
+constexpr int kSlopes = 18;
+/// Heights of a level surface behind a step [mm].
+constexpr std::array<float, 10> kRises = {-200, -150, -100, -60, 60, 80, 100, 120, 150, 200};
 
-using Histogram = std::array<std::array<float, kStates>, kIntervals * kSubBins>;
+constexpr float kMinSupport = 0.2f;  // votes on the path, part of a bin's cells
+constexpr float kMinCells = 0.02f;   // in a bin that counts
+constexpr int kMaxMissing = 3;       // bins
+/// So many times as many votes as the plane a ramp must have where both are this far apart [px].
+constexpr float kInsteadUp = 12, kInsteadDown = 4, kClear = 1;
+constexpr int kMinSeen = 4;  // bins
+/// So many times as much a ramp must gain as a step with a level surface behind it, up or down.
+constexpr float kOverStep = 1.5f, kOverStepDown = 0.7f;
+constexpr double kTurnSigma = 0.2;  // tangent of the angle at which a ramp is met
 
-float offsetOf(int state) {
-    return kLowest + kStep * static_cast<float>(state);
-}
+/// A ramp: behind a knee at the plane disparity `knee` the ground departs from the plane by
+/// `rate` px per px.
+struct Ramp {
+    float knee = 0, rate = 0;
+    float offsetAt(float s) const { return s < knee ? rate * (knee - s) : 0; }
+};
 
-/// Calls body(s, d, gradient, weight) for the measured cells below the horizon of every other
+/// The cells that look like ground, by plane disparity and offset from the plane.
+struct Votes {
+    std::array<std::array<float, kStates>, kBins> of{};
+    std::array<float, kBins> all{};
+    std::array<float, kBins> centre{};  ///< plane disparity [px]
+
+    float at(int bin, float offset) const {
+        const float position = (offset - kLowest) / kStep;
+        if (position < 0 || position > kStates - 1)
+            return 0;
+        const int state = std::min(static_cast<int>(position), kStates - 2);
+        const float part = position - static_cast<float>(state);
+        return of[bin][state] * (1 - part) + of[bin][state + 1] * part;
+    }
+};
+
+/// Calls body(u, s, d, gradient, weight) for the measured cells below the horizon of every other
 /// column: neighbours say much the same.
 template <typename Body>
 void forEachCell(const CellGrid& grid, const GroundModel& model, const Body& body) {
@@ -50,122 +81,147 @@ void forEachCell(const CellGrid& grid, const GroundModel& model, const Body& bod
                 continue;
             const float gradient = (grid.disparity[cell + reach] - grid.disparity[cell - reach]) /
                                    static_cast<float>(2 * reach * grid.binPx());
-            body(s, grid.disparity[cell], gradient,
+            body(u, s, grid.disparity[cell], gradient,
                  kColumnStep * grid.weight[cell] * grid.confidence[cell]);
         }
     }
 }
 
-float votesOnLine(const Histogram& histogram, int interval, float from, float to) {
-    float sum = 0;
-    for (int sub = 0; sub < kSubBins; ++sub) {
-        const float t = (static_cast<float>(sub) + 0.5f) / kSubBins;
-        const float position = (from + t * (to - from) - kLowest) / kStep;
-        const int state = std::clamp(static_cast<int>(position), 0, kStates - 2);
-        const float part = std::clamp(position - static_cast<float>(state), 0.0f, 1.0f);
-        const auto& row = histogram[interval * kSubBins + sub];
-        sum += row[state] * (1 - part) + row[state + 1] * part;
+Votes collectVotes(const CellGrid& grid, const GroundModel& model, float nearest) {
+    Votes votes;
+    const float log_ratio = std::log(kFarthest / nearest) / kBins;
+    for (int bin = 0; bin < kBins; ++bin)
+        votes.centre[bin] = nearest * std::exp(log_ratio * (static_cast<float>(bin) + 0.5f));
+    const auto b = static_cast<float>(model.b);
+    forEachCell(grid, model, [&](double, float s, float d, float gradient, float weight) {
+        if (gradient < 0.3f * b || gradient > 3 * b)
+            return;
+        const int bin =
+            std::clamp(static_cast<int>(std::log(s / nearest) / log_ratio), 0, kBins - 1);
+        // A vote is as wide as the tolerance.
+        const float tolerance = std::max(groundTolerance(s), kStep);
+        const int low = static_cast<int>(std::ceil((d - s - tolerance - kLowest) / kStep));
+        const int high = static_cast<int>(std::floor((d - s + tolerance - kLowest) / kStep));
+        for (int state = std::max(low, 0); state <= std::min(high, kStates - 1); ++state) {
+            const float t = (d - s - (kLowest + kStep * static_cast<float>(state))) / tolerance;
+            votes.of[bin][state] += weight * (1 - t * t);
+        }
+        votes.all[bin] += weight;
+    });
+    // Every part has the same say, although the near ones fill most of the picture.
+    const float fewest =
+        kFewestCells * static_cast<float>(grid.columnPx() * grid.binPx()) / kPixelsPerSample;
+    for (int first = 0; first < kBins; first += kBinsPerShare) {
+        float sum = 0;
+        for (int bin = first; bin < first + kBinsPerShare; ++bin) sum += votes.all[bin];
+        const float scale = 1 / std::max(fewest, sum);
+        for (int bin = first; bin < first + kBinsPerShare; ++bin) {
+            for (float& value : votes.of[bin]) value *= scale;
+            votes.all[bin] *= scale;
+        }
     }
-    return sum;
+    return votes;
 }
 
-/// The best path of offsets through the knots; returns its votes less the cost of bending.
-float bestPath(const Histogram& histogram, const GroundModel& model,
-               const RectifiedGeometry& geometry, std::array<int, kKnots>& path) {
-    std::array<std::array<float, kStates>, kKnots> value;
-    std::array<std::array<int, kStates>, kKnots> from{};
-    const double fb = geometry.fx * geometry.baseline_mm;
-    for (int state = 0; state < kStates; ++state)
-        value[0][state] = std::abs(state - kZeroState) <= 2 ? 0.0f : -1e9f;
-    for (int k = 1; k < kKnots; ++k) {
-        for (int to = 0; to < kStates; ++to) {
-            value[k][to] = -1e9f;
-            const float far_d = model.knot[k] + offsetOf(to);
-            if (far_d < 0.3f * model.knot[k])
-                continue;
-            const double far_rise = model.height_mm * offsetOf(to) / far_d;
-            for (int state = 0; state < kStates; ++state) {
-                const float near_d = model.knot[k - 1] + offsetOf(state);
-                if (value[k - 1][state] < -1e8f || near_d <= far_d * 1.05f)
-                    continue;
-                const double rise = far_rise - model.height_mm * offsetOf(state) / near_d;
-                const float slope = static_cast<float>(std::atan2(rise, fb / far_d - fb / near_d));
-                if (std::fabs(slope) > kSteepest)
-                    continue;
-                const float bend = slope / 0.2f;
-                const float gain = votesOnLine(histogram, k - 1, offsetOf(state), offsetOf(to)) -
-                                   0.05f * bend * bend - 0.02f * std::fabs(bend);
-                if (value[k - 1][state] + gain > value[k][to]) {
-                    value[k][to] = value[k - 1][state] + gain;
-                    from[k][to] = state;
-                }
+/// What a ramp from the bin `first` on gains over the plane; nothing where it is not seen all
+/// along: no cell lies on the slope that bridges a step or a drop.
+float gainOf(const Votes& votes, const Ramp& ramp, int first) {
+    float gain = 0;
+    float clear = 0, on_plane = 0;
+    int missing = 0, seen = 0;
+    for (int bin = first; bin < kBins; ++bin) {
+        const float offset = ramp.offsetAt(votes.centre[bin]);
+        if (votes.centre[bin] + offset < kFarthest)
+            break;  // beyond its horizon
+        if (offset > kHighest || votes.all[bin] < kMinCells)
+            continue;
+        const float on_it = votes.at(bin, offset);
+        gain += on_it - votes.at(bin, 0);
+        if (std::fabs(offset) > kClear) {
+            clear += on_it;
+            on_plane += votes.at(bin, 0);
+        }
+        missing += on_it < kMinSupport * votes.all[bin];
+        ++seen;
+    }
+    // Beside a raised surface the plane goes on, behind the knee of a ramp it does not.
+    const bool instead = clear > (ramp.rate > 0 ? kInsteadUp : kInsteadDown) * on_plane;
+    const bool all_along = missing <= kMaxMissing && 4 * missing <= seen && seen >= kMinSeen;
+    return instead && all_along ? gain : 0;
+}
+
+/// The ramp that gains most over the plane.
+float bestRamp(const Votes& votes, const GroundModel& model, double fb, Ramp& best) {
+    float best_gain = 0;
+    for (int first = kFirstKnee; first <= kLastKnee; ++first) {
+        const float knee = 0.5f * (votes.centre[first - 1] + votes.centre[first]);
+        const auto far = static_cast<float>(fb / (knee * model.height_mm));
+        for (int i = 0; i < 2 * kSlopes; ++i) {
+            const float slope = kLeastSlope + kSlopeStep * static_cast<float>(i / 2);
+            const float stretch = 1 + (i % 2 ? slope : -slope) * far;
+            if (stretch < 0.1f)
+                continue;  // falls away from the line of sight
+            const Ramp ramp = {knee, 1 - 1 / stretch};
+            const float gain = gainOf(votes, ramp, first) - 0.02f - 0.2f * slope;
+            if (gain > best_gain) {
+                best_gain = gain;
+                best = ramp;
             }
         }
     }
-    int state =
-        static_cast<int>(std::max_element(value[kKnots - 1].begin(), value[kKnots - 1].end()) -
-                         value[kKnots - 1].begin());
-    const float best = value[kKnots - 1][state];
-    for (int k = kKnots - 1; k >= 0; --k) {
-        path[k] = state;
-        state = from[k][state];
+    return best_gain;
+}
+
+/// What a ramp must gain lest it is a step with a level surface behind it.
+float bestStep(const Votes& votes, const GroundModel& model) {
+    float best = 0;
+    for (const float rise : kRises) {
+        const auto height = static_cast<float>(model.height_mm);
+        if (rise > 0.6f * height)
+            continue;
+        float gain = 0;
+        for (int bin = kBins - 1; bin >= kFirstKnee; --bin) {
+            const float s = votes.centre[bin];
+            gain += votes.at(bin, s * rise / (height - rise)) - votes.at(bin, 0);
+            best = std::max(best, (rise > 0 ? kOverStep : kOverStepDown) * gain);
+        }
     }
     return best;
 }
 
-/// Whether the ground was seen all along the path. A step or a drop makes a path with a gap: no
-/// cell lies on the slope that bridges it.
-bool continuous(const Histogram& histogram,
-                const std::array<float, kIntervals * kSubBins>& sub_total,
-                const std::array<int, kKnots>& path) {
-    int missing = 0;
-    for (int bin = 0; bin < kIntervals * kSubBins; ++bin) {
-        if (sub_total[bin] < 0.02f)
-            continue;
-        const int k = bin / kSubBins;
-        const float t = (static_cast<float>(bin % kSubBins) + 0.5f) / kSubBins;
-        const float state =
-            static_cast<float>(path[k]) * (1 - t) + static_cast<float>(path[k + 1]) * t;
-        const int at = std::clamp(static_cast<int>(std::lround(state)), 0, kStates - 1);
-        missing += histogram[bin][at] < kMinSubSupport * sub_total[bin];
-    }
-    return missing <= kMaxMissing;
-}
-
-void refineOffsets(const CellGrid& grid, GroundModel& model) {
-    using Matrix = Eigen::Matrix<double, kKnots, kKnots>;
-    using Vector = Eigen::Matrix<double, kKnots, 1>;
-    for (int iteration = 0; iteration < 3; ++iteration) {
-        Matrix matrix = Matrix::Zero();
-        Vector side = Vector::Zero();
-        forEachCell(grid, model, [&](float s, float d, float gradient, float weight) {
-            const float t = (d - model.groundOf(s)) / (2 * groundTolerance(s));
-            if (std::fabs(t) >= 1 || gradient < 0.3f * static_cast<float>(model.b))
+/// The plane d = s + p + q s + r x behind the knee, x = (u - cx) / fx, by reweighted least squares
+/// (Tukey's biweight); false where there is none.
+bool refineRamp(const CellGrid& grid, const RectifiedGeometry& geometry, const GroundModel& model,
+                Eigen::Vector3d& plane) {
+    for (int iteration = 0; iteration < 4; ++iteration) {
+        Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
+        Eigen::Vector3d side = Eigen::Vector3d::Zero();
+        const double up = plane[1] < 0 ? 1 : -1;
+        const float min_gradient = 0.3f * static_cast<float>(model.b * (1 + plane[1]));
+        forEachCell(grid, model, [&](double u, float s, float d, float gradient, float weight) {
+            const Eigen::Vector3d row(1, s, (u - geometry.cx) / geometry.fx);
+            const double offset = row.dot(plane);
+            if (up * offset <= 0 || gradient < min_gradient)
                 return;
-            int k = 1;
-            while (k < kKnots - 1 && s < model.knot[k]) ++k;
-            const double part =
-                std::clamp((s - model.knot[k]) / (model.knot[k - 1] - model.knot[k]), 0.0f, 1.0f);
+            const double t = (d - s - offset) / (1.5 * groundTolerance(s));
+            if (std::fabs(t) >= 1)
+                return;
             const double w = weight * (1 - t * t) * (1 - t * t);
-            matrix(k, k) += w * (1 - part) * (1 - part);
-            matrix(k - 1, k - 1) += w * part * part;
-            matrix(k, k - 1) += w * part * (1 - part);
-            matrix(k - 1, k) += w * part * (1 - part);
-            side[k] += w * (1 - part) * (d - s);
-            side[k - 1] += w * part * (d - s);
+            matrix += w * row * row.transpose();
+            side += w * (d - s) * row;
         });
-        // Knots without evidence stay where the search put them.
-        for (int k = 0; k < kKnots; ++k) {
-            matrix(k, k) += 2;
-            side[k] += 2 * static_cast<double>(model.knot_offset[k]);
+        // The angle is a matter of luck, up to 10 degrees or so.
+        const double sure = 5 / (kTurnSigma * kTurnSigma * plane[0] * plane[0]);
+        matrix(2, 2) += sure;
+        for (int i = 0; i < 2; ++i) {
+            matrix(i, i) += 1;
+            side[i] += plane[i];
         }
-        const Vector offsets = matrix.ldlt().solve(side);
-        for (int k = 0; k < kKnots; ++k) model.knot_offset[k] = static_cast<float>(offsets[k]);
+        plane = matrix.ldlt().solve(side);
+        if (!plane.allFinite() || plane[0] * plane[1] >= 0 || plane[1] < -0.95)
+            return false;
     }
-    for (int k = 1; k < kKnots; ++k)  // farther is never nearer
-        model.knot_offset[k] =
-            std::min(model.knot_offset[k],
-                     0.95f * (model.knot[k - 1] + model.knot_offset[k - 1]) - model.knot[k]);
+    return true;
 }
 
 }  // namespace
@@ -174,67 +230,39 @@ void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
                       const GroundModel* previous, GroundModel& model) {
     model.flat = true;
     model.knot_offset.fill(0);
+    model.stretch = 1;
+    model.stretch_per_px = 0;
     float nearest = 0;
     for (const int column : {0, grid.columns() / 2, grid.columns() - 1})
         nearest = std::max(nearest, static_cast<float>(model.planeAt(
                                         grid.centreX(column), grid.centreY(grid.bins() - 1))));
     if (nearest < 4 * kFarthest)
         return;
-    const float ratio = std::pow(kFarthest / nearest, 1.0f / kIntervals);
-    for (int k = 0; k < kKnots; ++k)
-        model.knot[k] = nearest * std::pow(ratio, static_cast<float>(k));
-
-    Histogram histogram{};
-    std::array<float, kIntervals> total{};
-    std::array<float, kIntervals * kSubBins> sub_total{};
-    const float log_ratio = std::log(ratio);
-    forEachCell(grid, model, [&](float s, float d, float gradient, float weight) {
-        if (gradient < 0.3f * static_cast<float>(model.b) ||
-            gradient > 3 * static_cast<float>(model.b))
-            return;
-        const float position = std::log(s / nearest) / log_ratio;
-        const int bin =
-            std::clamp(static_cast<int>(position * kSubBins), 0, kIntervals * kSubBins - 1);
-        // A vote is as wide as the tolerance.
-        const float tolerance = std::max(groundTolerance(s), kStep);
-        const int low = static_cast<int>(std::ceil((d - s - tolerance - kLowest) / kStep));
-        const int high = static_cast<int>(std::floor((d - s + tolerance - kLowest) / kStep));
-        for (int state = std::max(low, 0); state <= std::min(high, kStates - 1); ++state) {
-            const float t = (d - s - offsetOf(state)) / tolerance;
-            histogram[bin][state] += weight * (1 - t * t);
-        }
-        total[bin / kSubBins] += weight;
-        sub_total[bin] += weight;
-    });
-
-    // Every interval has the same say, although the near ones fill most of the picture.
-    const float fewest =
-        kFewestCells * static_cast<float>(grid.columnPx() * grid.binPx()) / kPixelsPerSample;
-    for (int bin = 0; bin < kIntervals * kSubBins; ++bin) {
-        const float scale = 1 / std::max(fewest, total[bin / kSubBins]);
-        for (float& value : histogram[bin]) value *= scale;
-        sub_total[bin] *= scale;
-    }
-
-    std::array<int, kKnots> path;
-    const float best = bestPath(histogram, model, geometry, path);
-    float flat = 0;
-    for (int k = 0; k < kIntervals; ++k) flat += votesOnLine(histogram, k, 0, 0);
+    const Votes votes = collectVotes(grid, model, nearest);
+    Ramp ramp;
+    const double fb = geometry.fx * geometry.baseline_mm;
+    const float gain = bestRamp(votes, model, fb, ramp);
     // A profile that was there is given up less easily than a new one is believed.
     const float needed = (previous && !previous->flat ? 0.5f : 1.0f) * kMinGain;
-    if (best - flat < needed || !continuous(histogram, sub_total, path))
+    if (gain < needed || gain < bestStep(votes, model))
+        return;
+    Eigen::Vector3d plane(ramp.rate * ramp.knee, -ramp.rate, 0);
+    if (!refineRamp(grid, geometry, model, plane))
+        return;
+    const auto knee = static_cast<float>(-plane[0] / plane[1]);
+    if (knee > 0.95f * nearest || knee < 1.2f * kFarthest)
         return;
     model.flat = false;
-    for (int k = 0; k < kKnots; ++k) model.knot_offset[k] = offsetOf(path[k]);
-    refineOffsets(grid, model);
-    if (previous && !previous->flat) {
-        for (int k = 0; k < kKnots; ++k) {
-            const float s = model.knot[k];
-            const float before = previous->groundOf(s) - s;
-            if (std::fabs(before - model.knot_offset[k]) < 2 * groundTolerance(s))
-                model.knot_offset[k] = 0.5f * (model.knot_offset[k] + before);
-        }
+    model.knot[0] = nearest;
+    // A ramp that falls away ends at its own horizon.
+    const auto horizon = static_cast<float>((kLastKnot - plane[0]) / (1 + plane[1]));
+    const float ratio = std::pow(std::max(kLastKnot, horizon) / knee, 1.0f / (kKnots - 2));
+    for (int k = 1; k < kKnots; ++k) {
+        model.knot[k] = knee * std::pow(ratio, static_cast<float>(k - 1));
+        model.knot_offset[k] = static_cast<float>(plane[0] + plane[1] * model.knot[k]);
     }
+    model.stretch_per_px = plane[2] / plane[0] / geometry.fx;
+    model.stretch = 1 - model.stretch_per_px * geometry.cx;
 }
 
 }  // namespace kova::camera

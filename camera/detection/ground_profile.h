@@ -11,12 +11,15 @@ constexpr float groundTolerance(float s) {
     return 0.5f + 0.02f * s;
 }
 
-/// Finds the longitudinal profile on a fitted plane: offsets from the plane at 6 knots, spaced
-/// evenly in the logarithm of distance, by dynamic programming over a histogram of the cells that
-/// look like ground, then reweighted least squares (Wedel et al., 2009, fit a spline likewise). A
-/// profile must explain clearly more than the plane does, else the plane stays flat.
+/// Finds the longitudinal profile on a fitted plane: level up to a knee, then a ramp up or down.
+/// Knee and slope are those that most of the cells that look like ground lie on, in a histogram by
+/// distance and offset from the plane; then the ramp is fitted as a second plane by reweighted
+/// least squares (Wedel et al., 2009, fit a spline likewise), so that it may be met at an angle. A
+/// ramp must be seen all along and explain clearly more than the plane does, and than a level
+/// surface behind a step, a pavement, does; else the plane stays flat.
 ///
-/// @param previous  profile of the frame before, which a new one is blended with; null: none
+/// @param previous  ground of the frame before: a ramp that was there is believed sooner; null:
+/// none
 void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
                       const GroundModel* previous, GroundModel& model);
 

@@ -16,6 +16,8 @@ GroundModel turned(const GroundModel& model, const Rotation& rotation,
     next.flat = model.flat;
     next.knot = model.knot;
     next.knot_offset = model.knot_offset;
+    next.stretch = model.stretch;
+    next.stretch_per_px = model.stretch_per_px;
     return next;
 }
 

@@ -114,7 +114,7 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     const double u = context.grid->centreX(column);
     const auto& limits = context.obstacles;
     const bool has_ground = context.ground->state != GroundState::kLost;
-    const GroundModel& ground = context.ground->model;
+    const GroundModel ground = context.ground->model.inColumn(u);
 
     Stixel& stixel = candidate.stixel;
     stixel = Stixel();
@@ -223,7 +223,7 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
     const int y_edge = segment.y_bottom;
     const Segment* below = lowest > 0 ? &segments[lowest - 1] : nullptr;
     const RectifiedGeometry& geometry = context.geometry;
-    const GroundModel& ground = context.ground->model;
+    const GroundModel ground = context.ground->model.inColumn(context.grid->centreX(column));
     float before = 0;
     if (below && below->kind == SegmentKind::kRaised)
         before = below->rise_mm;
@@ -282,7 +282,7 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
 /// below the ground; what reaches higher, a wall beyond the edge, is judged as an obstacle too.
 bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segment,
                                const Segment* below, int column, DetectionFrame& frame) const {
-    const GroundModel& ground = context.ground->model;
+    const GroundModel ground = context.ground->model.inColumn(context.grid->centreX(column));
     const double u = context.grid->centreX(column);
     const int bin = context.grid->binPx();
     const float d = segment.disparity;
@@ -371,7 +371,7 @@ void StixelFilter::freeRange(const StixelContext& context, const std::vector<Seg
         segments.front().kind != SegmentKind::kGround)
         return;
     const CellGrid& grid = *context.grid;
-    const GroundModel& ground = context.ground->model;
+    const GroundModel ground = context.ground->model.inColumn(context.grid->centreX(column));
     const int crop = context.stixels.crop_bottom;
     int gap = 0;
     const int first = (context.geometry.height - crop - 1) / grid.binPx();

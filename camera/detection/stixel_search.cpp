@@ -416,6 +416,7 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
     in.bins = std::min(grid.bins(), kMaxBins);
 
     // The column, turned over: index 0 is the bottom.
+    const GroundModel surface = ground ? ground->inColumn(grid.centreX(column)) : GroundModel();
     float low = kNever;
     float high = 0;
     for (int t = 0; t < in.bins; ++t) {
@@ -432,7 +433,7 @@ void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, in
             in.plane[t] =
                 static_cast<float>(ground->planeAt(grid.centreX(column), grid.centreY(bin)));
             if (in.plane[t] > 0.7f)
-                in.ground[t] = ground->groundOf(in.plane[t]);
+                in.ground[t] = surface.groundOf(in.plane[t]);
         }
         if (in.kind[t] != CellKind::kEmpty) {
             low = std::min(low, in.d[t]);

@@ -64,6 +64,75 @@ TEST(GroundTest, PavementOnOneSideDoesNotTurnTheGround) {
     }
 }
 
+// The knee of a ramp that is met at an angle lies nearer on one side.
+TEST(GroundTest, RampMetAtAnAngleIsFollowed) {
+    for (const double height_mm : {400.0, 600.0, 1200.0}) {
+        SyntheticScene scene(640, 400, height_mm);
+        scene.addGround();
+        scene.addRamp(5000, 0.105, 12);
+        scene.finish(1, 0.2);
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        const camera::GroundModel& ground = frame.ground.model;
+        ASSERT_FALSE(ground.flat) << height_mm;
+        for (const int u : {60, 320, 580})
+            for (int v = 399; ground.planeAt(u, v) > 1; v -= 5)
+                EXPECT_NEAR(ground.inColumn(u).groundOf(static_cast<float>(ground.planeAt(u, v))),
+                            scene.disparityAt(u, v), 0.3)
+                    << height_mm << " at " << u << ", " << v;
+    }
+}
+
+TEST(GroundTest, DownwardRampIsFollowed) {
+    SyntheticScene scene(640, 400, 1200);
+    scene.addGround();
+    scene.addRamp(4500, -0.105, 0);
+    scene.finish(1, 0.2);
+    DetectionFrame frame;
+    scene.detectAlone(frame);
+    ASSERT_EQ(frame.ground.state, GroundState::kFound);
+    const camera::GroundModel& ground = frame.ground.model;
+    ASSERT_FALSE(ground.flat);
+    for (int v = 399; scene.disparityAt(320, v) > 5; v -= 5)
+        EXPECT_NEAR(ground.groundOf(static_cast<float>(ground.planeAt(320, v))),
+                    scene.disparityAt(320, v), 0.5)
+            << v;
+}
+
+// What lies behind a kerb across the way is level again: no ramp.
+TEST(GroundTest, KerbAheadIsNoRamp) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        SyntheticScene scene(640, 400, 600);
+        scene.addGround(0, 5000);
+        scene.addGround(5000, 1e6, 120);
+        scene.addWall(0, 40000, 0, 120, 5000);
+        scene.finish(seed, 0.5);
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        EXPECT_TRUE(frame.ground.model.flat) << seed;
+        EXPECT_NEAR(frame.ground.pitch_deg, 8, 0.15) << seed;
+    }
+}
+
+// A matcher puts the ground before the foot of a wall too near.
+TEST(GroundTest, GroundBelowNearerThingsDoesNotTurnTheGround) {
+    SyntheticScene scene(640, 400, 1200);
+    scene.addGround();
+    scene.addWall(0, 40000, 0, 3000, 6000);
+    scene.finish(1, 0.2);
+    // From the foot at 7.6 px on.
+    for (int y = 0; y < 400; ++y)
+        for (int x = 0; x < 640; ++x)
+            if (const double d = scene.disparityAt(x, y); d > 7.7 && d < 10)
+                scene.map.disparity.at(x, y) += 6;
+    DetectionFrame frame;
+    scene.detectAlone(frame);
+    ASSERT_EQ(frame.ground.state, GroundState::kFound);
+    EXPECT_NEAR(frame.ground.pitch_deg, 8, 0.15);
+}
+
 // A matcher carries the depth of a roof into the sky above it. A bright sky is not smooth: its
 // noise changes by more than a weak texture does, but no more over 4 px than over 1.
 TEST(GroundMap, DepthInANoisySkyIsUnsure) {

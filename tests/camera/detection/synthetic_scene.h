@@ -56,6 +56,27 @@ public:
         });
     }
 
+    /// A ramp that rises by `slope` from a line on the ground on that lies `from_mm` ahead and is
+    /// met at an angle: the way up leads to the right by `turn_deg`.
+    void addRamp(double from_mm, double slope, double turn_deg) {
+        const double turn = turn_deg * 0.017453292519943295;
+        forEachPixel([&](double u, double v, double& z) {
+            const auto ray = rayAt(u, v);
+            const double onward =
+                std::cos(turn) * dot(ahead_, ray) + std::sin(turn) * dot(right_, ray);
+            const double along = dot(down_, ray) + slope * onward;
+            const double t = (height_mm_ + slope * std::cos(turn) * from_mm) / along;
+            if (along > 0 && t * onward >= std::cos(turn) * from_mm)
+                z = slope > 0 ? std::min(z, t) : t;
+        });
+    }
+
+    /// Disparity of what was painted [px].
+    double disparityAt(int u, int v) const {
+        return geometry.fx * geometry.baseline_mm /
+               depth_[static_cast<std::size_t>(v) * geometry.width + u];
+    }
+
     /// A level surface beside the way, `up_mm` over the ground: a pavement.
     void addPavement(double lateral_from_mm, double lateral_to_mm, double up_mm) {
         forEachPixel([&](double u, double v, double& z) {
