@@ -304,8 +304,15 @@ int BenchCommand::runStixelFit() const {
             samples.push_back(sample);
         }
     }
-    std::fputs(stixelFitReport(samples).c_str(), stdout);
-    std::fputs(stixelJudgeSource(fitStixelJudge(samples)).c_str(), stdout);
+    for (const bool fast : {false, true}) {
+        std::vector<StixelSample> some;
+        std::copy_if(samples.begin(), samples.end(), std::back_inserter(some),
+                     [&](const StixelSample& s) { return s.fast == fast; });
+        std::printf("const StixelJudge %s = {\n%s};\n\n%s\n",
+                    fast ? "kHalfStixelJudge" : "kFullStixelJudge",
+                    stixelJudgeSource(fitStixelJudge(some)).c_str(), stixelFitReport(some).c_str());
+        std::fflush(stdout);
+    }
     return 0;
 }
 

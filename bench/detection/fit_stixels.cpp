@@ -16,8 +16,8 @@ using camera::kStixelFeatures;
 using camera::StixelJudge;
 
 constexpr int kKnots = JudgeCurve::kKnots;
-constexpr double kRidge = 0.5;  // on every value
-constexpr double kSmooth = 20;  // on second differences
+constexpr double kRidge = 0.3;  // on every value
+constexpr double kSmooth = 10;  // on second differences
 constexpr int kIterations = 15;
 constexpr bool kRises[kStixelFeatures] = {
     false, false, true,  true,  false, false, false, false, false,
@@ -66,11 +66,12 @@ public:
     CurveFit(std::vector<JudgeCurve*> curves, std::vector<bool> rises)
         : curves_(std::move(curves)), rises_(std::move(rises)) {}
 
-    void add(const std::vector<float>& x, double offset, bool is_true) {
+    void add(const std::vector<float>& x, double offset, bool is_true, double weight) {
         for (std::size_t c = 0; c < curves_.size(); ++c)
             places_.push_back(placeOf(*curves_[c], x[c]));
         offsets_.push_back(offset);
         truth_.push_back(is_true);
+        weights_.push_back(weight);
     }
 
     void run(float& bias, float& slope) {
@@ -114,8 +115,8 @@ private:
                 double odds = 0;
                 for (const auto& [at, value] : row) odds += value * x[at];
                 const double p = sigmoid(odds);
-                const double w = std::max(1e-5, p * (1 - p));
-                const double error = (truth_[i] ? 1.0 : 0.0) - p;
+                const double w = weights_[i] * std::max(1e-5, p * (1 - p));
+                const double error = weights_[i] * ((truth_[i] ? 1.0 : 0.0) - p);
                 for (const auto& [at, value] : row) {
                     side[at] += value * error;
                     for (const auto& [other, factor] : row) matrix(at, other) += w * value * factor;
@@ -162,8 +163,8 @@ private:
             const Place& p = places_[i * curves_.size() + c];
             if (p.knot < 0)
                 continue;
-            mass[p.knot] += 1 - p.part;
-            mass[p.knot + 1] += p.part;
+            mass[p.knot] += weights_[i] * (1 - p.part);
+            mass[p.knot + 1] += weights_[i] * p.part;
         }
         return mass;
     }
@@ -211,14 +212,14 @@ private:
     std::vector<bool> rises_;
     std::vector<bool> fixed_;
     std::vector<Place> places_;
-    std::vector<double> offsets_;
+    std::vector<double> offsets_, weights_;
     std::vector<bool> truth_;
 };
 
 /// What the neighbours say, for every sample: the sums that the product forms.
 struct Context {
     double own = 0;  ///< odds
-    float near = 0, whole = 0;
+    float near = 0;
 };
 
 std::vector<Context> contextsOf(const std::vector<StixelSample>& samples,
@@ -230,21 +231,30 @@ std::vector<Context> contextsOf(const std::vector<StixelSample>& samples,
         groups[{samples[i].frame, samples[i].group}].push_back(i);
     }
     for (const auto& [key, members] : groups) {
-        double whole = 0;
-        for (const std::size_t i : members) whole += sigmoid(contexts[i].own);
-        for (const std::size_t i : members) {
-            contexts[i].whole = static_cast<float>(std::log1p(whole));
+        for (const std::size_t i : members)
             for (const std::size_t k : members)
                 if (const int apart = std::abs(samples[k].column - samples[i].column);
                     apart >= 1 && apart <= camera::kNearColumns)
                     contexts[i].near += static_cast<float>(sigmoid(contexts[k].own));
-        }
     }
     return contexts;
 }
 
+/// One for each thing and each false alarm, however wide: so many columns of a near wall would
+/// drown the post beside it.
+std::vector<double> weightsOf(const std::vector<StixelSample>& samples) {
+    std::map<std::pair<std::pair<int, int>, bool>, int> sizes;
+    const auto key = [](const StixelSample& s) {
+        return std::make_pair(std::make_pair(s.frame, s.group), s.is_true);
+    };
+    for (const StixelSample& s : samples) ++sizes[key(s)];
+    std::vector<double> weights;
+    for (const StixelSample& s : samples) weights.push_back(1.0 / sizes[key(s)]);
+    return weights;
+}
+
 double oddsOf(const StixelJudge& judge, const Context& context) {
-    return judge.own_weight * context.own + judge.near(context.near) + judge.whole(context.whole);
+    return judge.own_weight * context.own + judge.near(context.near);
 }
 
 }  // namespace
@@ -260,27 +270,25 @@ StixelJudge fitStixelJudge(const std::vector<StixelSample>& samples) {
         setKnots(std::move(values), judge.own[f]);
         curves.push_back(&judge.own[f]);
     }
+    const std::vector<double> weights = weightsOf(samples);
     CurveFit own(curves, std::vector<bool>(kRises, kRises + kStixelFeatures));
-    for (const StixelSample& s : samples)
-        own.add(std::vector<float>(s.features.begin(), s.features.end()), 0, s.is_true);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        own.add(std::vector<float>(samples[i].features.begin(), samples[i].features.end()), 0,
+                samples[i].is_true, weights[i]);
     float slope = 0;
     own.run(judge.bias, slope);
 
     const std::vector<Context> contexts = contextsOf(samples, judge);
-    std::vector<float> near, whole;
-    for (const Context& c : contexts) {
-        near.push_back(c.near);
-        whole.push_back(c.whole);
-    }
+    std::vector<float> near;
+    for (const Context& c : contexts) near.push_back(c.near);
     setKnots(near, judge.near);
-    setKnots(whole, judge.whole);
-    CurveFit neighbours({&judge.near, &judge.whole}, {true, true});
+    CurveFit neighbours({&judge.near}, {true});
     for (std::size_t i = 0; i < samples.size(); ++i)
-        neighbours.add({near[i], whole[i]}, contexts[i].own, samples[i].is_true);
+        neighbours.add({near[i]}, contexts[i].own, samples[i].is_true, weights[i]);
     float bias = 0;
     judge.own_weight = 1;
     neighbours.run(bias, judge.own_weight);
-    for (float& value : judge.whole.value) value += bias;
+    for (float& value : judge.near.value) value += bias;
     return judge;
 }
 
@@ -297,22 +305,19 @@ std::string stixelFitReport(const std::vector<StixelSample>& samples) {
             if (samples[i].seed % 2 == part)
                 odds[i] = oddsOf(judge, contexts[i]);
     }
+    const std::vector<double> weights = weightsOf(samples);
     std::string text;
-    for (const bool fast : {true, false}) {
-        for (const double p : {0.3, 0.5, 0.7, 0.8, 0.9, 0.95, 0.97, 0.99}) {
-            int hits = 0, things = 0, alarms = 0, others = 0;
-            for (std::size_t i = 0; i < samples.size(); ++i) {
-                if (samples[i].fast != fast)
-                    continue;
-                (samples[i].is_true ? things : others) += 1;
-                if (sigmoid(odds[i]) >= p)
-                    (samples[i].is_true ? hits : alarms) += 1;
-            }
-            char line[160];
-            std::snprintf(line, sizeof line, "// %-6s p >= %.2f: %d of %d true, %d of %d false\n",
-                          fast ? "fast" : "medium", p, hits, things, alarms, others);
-            text += line;
+    for (const double p : {0.3, 0.5, 0.7, 0.8, 0.9, 0.95, 0.97, 0.99}) {
+        double hits = 0, things = 0, alarms = 0, others = 0;
+        for (std::size_t i = 0; i < samples.size(); ++i) {
+            (samples[i].is_true ? things : others) += weights[i];
+            if (sigmoid(odds[i]) >= p)
+                (samples[i].is_true ? hits : alarms) += weights[i];
         }
+        char line[160];
+        std::snprintf(line, sizeof line, "// p >= %.2f: %.0f of %.0f things, %.0f of %.0f others\n",
+                      p, hits, things, alarms, others);
+        text += line;
     }
     return text;
 }
@@ -337,7 +342,7 @@ std::string stixelJudgeSource(const StixelJudge& judge) {
     text += "    " + number(judge.bias) + ",\n    {{\n";
     for (const JudgeCurve& c : judge.own) text += curve(c, "        ");
     text += "    }},\n    " + number(judge.own_weight) + ",\n";
-    text += curve(judge.near, "    ") + curve(judge.whole, "    ");
+    text += curve(judge.near, "    ");
     return text;
 }
 

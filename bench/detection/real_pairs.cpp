@@ -17,11 +17,12 @@ using camera::DetectionFrame;
 constexpr float kNearMm = 15000;
 
 void detect(const TruePair& pair, const camera::DisparityMap& map,
-            const camera::RectifiedGeometry& geometry, DetectionFrame& frame) {
+            const camera::RectifiedGeometry& geometry, bool half_size, DetectionFrame& frame) {
     camera::DetectionInput input;
     input.left = pair.left.view();
     input.right = pair.right.view();
     input.map = &map;
+    input.half_size = half_size;
     input.geometry = geometry;
     const camera::DistanceRange range(geometry);
     input.min_disparity = camera::searchRange(geometry, range.minMm(), range.maxMm()).min;
@@ -121,8 +122,8 @@ camera::Result<PairAgreement> comparePair(const TruePair& pair,
             computed.confidence.at(x, y) = 0;
         }
     DetectionFrame from_computed, from_truth;
-    detect(pair, computed, geometry, from_computed);
-    detect(pair, truth, geometry, from_truth);
+    detect(pair, computed, geometry, mode == camera::WorkMode::kFast, from_computed);
+    detect(pair, truth, geometry, false, from_truth);
     PairAgreement out;
     out.pairs = 1;
     count(from_computed.ground.state == camera::GroundState::kFound &&

@@ -127,6 +127,7 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
     context.left = input.left;
     context.right = input.right;
     context.map = input.map;
+    context.half_size = input.half_size;
     context.geometry = input.geometry;
     context.ground = &frame.ground;
     context.min_disparity =

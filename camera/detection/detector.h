@@ -30,6 +30,7 @@ struct DetectionInput {
     /// Rectified, grey, same size; without it stixels are judged by the disparities alone.
     ImageView<const std::uint8_t> right;
     const DisparityMap* map = nullptr;  ///< same size
+    bool half_size = false;             ///< the map was matched at half the size
     RectifiedGeometry geometry;
     /// What is farther than this [px] may be measured, which helps to tell things from what is
     /// behind them, but is not reported.

@@ -424,7 +424,7 @@ void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
     }
     first_[grid.columns()] = static_cast<int>(candidates_.size());
     measureFeatures(context);
-    support_.run(first_, candidates_);
+    support_.run(context.half_size ? kHalfStixelJudge : kFullStixelJudge, first_, candidates_);
     dropLoneDrops(frame);
     for (int column = 0; column < grid.columns(); ++column) {
         const std::size_t begin = frame.stixels.size();

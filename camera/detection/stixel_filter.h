@@ -23,6 +23,7 @@ struct StixelContext {
     const CellGrid* grid = nullptr;
     ImageView<const std::uint8_t> left, right;  ///< rectified; right may be empty
     const DisparityMap* map = nullptr;
+    bool half_size = false;  ///< the map was matched at half the size
     RectifiedGeometry geometry;
     const GroundEstimate* ground = nullptr;
     float min_disparity = 0;    ///< farther stixels are left out, as depth disparity [px]

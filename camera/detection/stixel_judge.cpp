@@ -21,8 +21,8 @@ float StixelJudge::ownOdds(const StixelFeatures& features) const {
     return sum;
 }
 
-float StixelJudge::odds(const StixelFeatures& features, float near_sum, float group_sum) const {
-    return own_weight * ownOdds(features) + near(near_sum) + whole(std::log1p(group_sum));
+float StixelJudge::odds(const StixelFeatures& features, float near_sum) const {
+    return own_weight * ownOdds(features) + near(near_sum);
 }
 
 }  // namespace kova::camera

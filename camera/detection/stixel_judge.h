@@ -54,13 +54,15 @@ struct StixelJudge {
     std::array<JudgeCurve, kStixelFeatures> own;
     float own_weight;  ///< of the own odds beside the neighbours
     JudgeCurve near;   ///< of the sum of the probabilities of its group within 3 columns
-    JudgeCurve whole;  ///< of ln(1 + the sum of its whole group's)
 
     /// By its own features; what is not known has no say.
     float ownOdds(const StixelFeatures& features) const;
-    /// With its neighbours. @param near, group  sums of probabilities by their own features
-    float odds(const StixelFeatures& features, float near, float group) const;
+    /// With its neighbours.
+    /// @param near_sum  of their probabilities by their own features
+    float odds(const StixelFeatures& features, float near_sum) const;
 };
-extern const StixelJudge kStixelJudge;
+/// For depth from pictures of full and of half the size: the latter smears borders twice as far.
+extern const StixelJudge kFullStixelJudge;
+extern const StixelJudge kHalfStixelJudge;
 
 }  // namespace kova::camera

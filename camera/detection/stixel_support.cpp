@@ -24,8 +24,8 @@ constexpr float kEdgeQuality = 0.65f;
 constexpr int kTooNearColumns = 2;
 constexpr float kGroupEvidence = 25;  ///< [nat]
 
-/// From here on a candidate is kept: 95 %.
-constexpr float kMinOdds = 2.94f;
+/// From here on a candidate is kept: 80 %.
+constexpr float kMinOdds = 1.39f;
 
 float qualityOf(const StixelCandidate& one) {
     if (one.stixel.too_near)
@@ -71,7 +71,8 @@ float nearProbability(const std::vector<int>& first, const std::vector<StixelCan
 
 }  // namespace
 
-void StixelSupport::run(const std::vector<int>& first, std::vector<StixelCandidate>& candidates) {
+void StixelSupport::run(const StixelJudge& judge, const std::vector<int>& first,
+                        std::vector<StixelCandidate>& candidates) {
     const int columns = static_cast<int>(first.size()) - 1;
     const int count = static_cast<int>(candidates.size());
     parent_.resize(static_cast<std::size_t>(count));
@@ -86,10 +87,8 @@ void StixelSupport::run(const std::vector<int>& first, std::vector<StixelCandida
     for (int i = 0; i < count; ++i) {
         StixelCandidate& one = candidates[i];
         one.group = root(parent_, i);
-        one.own_probability =
-            isJudged(one) ? probabilityOf(kStixelJudge.ownOdds(one.features)) : 0.0f;
+        one.own_probability = isJudged(one) ? probabilityOf(judge.ownOdds(one.features)) : 0.0f;
         Group& group = groups_[one.group];
-        group.probability += one.own_probability;
         group.evidence += shareOf(one);
         group.columns += group.last_column != one.stixel.column;
         group.last_column = one.stixel.column;
@@ -104,7 +103,7 @@ void StixelSupport::run(const std::vector<int>& first, std::vector<StixelCandida
                 continue;
             }
             const float near = nearProbability(first, candidates, i, column);
-            const float odds = kStixelJudge.odds(one.features, near, group.probability);
+            const float odds = judge.odds(one.features, near);
             one.kept = odds >= kMinOdds;
             one.stixel.confidence = probabilityOf(odds);
         }

@@ -35,12 +35,12 @@ struct StixelCandidate {
 class StixelSupport {
 public:
     /// @param first  index of each column's first candidate; one more than columns
-    void run(const std::vector<int>& first, std::vector<StixelCandidate>& candidates);
+    void run(const StixelJudge& judge, const std::vector<int>& first,
+             std::vector<StixelCandidate>& candidates);
 
 private:
     struct Group {
         float evidence = 0;
-        float probability = 0;  ///< sum
         int columns = 0;
         int last_column = -2;
     };

@@ -134,6 +134,7 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     input.left = left_.view();
     input.right = right_.view();
     input.map = &map_;
+    input.half_size = settings.work_mode == WorkMode::kFast;
     input.geometry = geometry;
     input.min_disparity = range.min;
     input.max_disparity = range.max;

@@ -38,7 +38,7 @@ TEST(FitStixels, FindsTheCurvesThatMadeTheData) {
         StixelFeatures f = camera::unknownFeatures();
         f[camera::kEvidence] = evidence;
         f[camera::kLogDisparity] = disparity;
-        return judge.odds(f, 0, 0);
+        return judge.odds(f, 0);
     };
     EXPECT_NEAR(odds(0.8f, 0) - odds(-0.8f, 0), 3.2, 0.4);
     EXPECT_NEAR(odds(0, 0) - odds(0, 0.9f), 2 - 2 * std::cos(2.7), 0.7);
@@ -76,7 +76,7 @@ TEST(FitStixels, NeighboursCount) {
     const camera::StixelJudge judge = fitStixelJudge(samples);
     StixelFeatures f = camera::unknownFeatures();
     f[camera::kEvidence] = 0;
-    EXPECT_GT(judge.odds(f, 3, 4), judge.odds(f, 0, 0.8f) + 2);
+    EXPECT_GT(judge.odds(f, 3), judge.odds(f, 0) + 2);
 }
 
 TEST(FitStixels, TheSourceHoldsTheNumbers) {

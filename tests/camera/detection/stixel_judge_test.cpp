@@ -19,9 +19,10 @@ TEST(StixelJudge, CurvesAreLinearBetweenKnotsAndConstantBeyond) {
 
 TEST(StixelJudge, WhatIsNotKnownHasNoSay) {
     StixelFeatures features = unknownFeatures();
-    EXPECT_EQ(kStixelJudge.ownOdds(features), kStixelJudge.bias);
+    EXPECT_EQ(kFullStixelJudge.ownOdds(features), kFullStixelJudge.bias);
     features[kEvidence] = 5;
-    EXPECT_EQ(kStixelJudge.ownOdds(features), kStixelJudge.bias + kStixelJudge.own[kEvidence](5));
+    EXPECT_EQ(kFullStixelJudge.ownOdds(features),
+              kFullStixelJudge.bias + kFullStixelJudge.own[kEvidence](5));
 }
 
 void expectRises(const JudgeCurve& curve, const char* name) {
@@ -30,28 +31,31 @@ void expectRises(const JudgeCurve& curve, const char* name) {
     EXPECT_GT(curve.value.back(), curve.value.front()) << name;
 }
 
-TEST(StixelJudge, MoreEvidenceNeverSpeaksAgainstAThing) {
-    expectRises(kStixelJudge.own[kMatchConfidence], "match confidence");
-    expectRises(kStixelJudge.own[kEvidence], "evidence");
-    expectRises(kStixelJudge.own[kCorrelation], "correlation");
-    expectRises(kStixelJudge.own[kGroundLogRatio], "ground ratio");
-    expectRises(kStixelJudge.own[kPeakLogRatio], "peak ratio");
-    expectRises(kStixelJudge.near, "near");
-    expectRises(kStixelJudge.whole, "group");
-    EXPECT_GT(kStixelJudge.own_weight, 0);
+class FittedJudge : public testing::TestWithParam<const StixelJudge*> {};
+
+TEST_P(FittedJudge, MoreEvidenceNeverSpeaksAgainstAThing) {
+    const StixelJudge& judge = *GetParam();
+    expectRises(judge.own[kMatchConfidence], "match confidence");
+    expectRises(judge.own[kEvidence], "evidence");
+    expectRises(judge.own[kCorrelation], "correlation");
+    expectRises(judge.own[kGroundLogRatio], "ground ratio");
+    expectRises(judge.own[kPeakLogRatio], "peak ratio");
+    expectRises(judge.near, "near");
+    EXPECT_GT(judge.own_weight, 0);
 }
 
-TEST(StixelJudge, KnotsRise) {
+TEST_P(FittedJudge, KnotsRise) {
     const auto check = [](const JudgeCurve& curve) {
         for (int k = 1; k < JudgeCurve::kKnots; ++k) {
             EXPECT_GT(curve.at[k], curve.at[k - 1]);
             EXPECT_TRUE(std::isfinite(curve.value[k]));
         }
     };
-    for (const JudgeCurve& curve : kStixelJudge.own) check(curve);
-    check(kStixelJudge.near);
-    check(kStixelJudge.whole);
+    for (const JudgeCurve& curve : GetParam()->own) check(curve);
+    check(GetParam()->near);
 }
+
+INSTANTIATE_TEST_SUITE_P(Sizes, FittedJudge, testing::Values(&kFullStixelJudge, &kHalfStixelJudge));
 
 }  // namespace
 }  // namespace kova::camera
