@@ -18,7 +18,9 @@ constexpr int kStates = 41;
 constexpr float kLowest = -6;  // offset of state 0 [px]
 constexpr float kStep = 0.5f;
 constexpr float kHighest = kLowest + kStep * (kStates - 1);
-constexpr float kFarthest = 2;      // plane disparity of the last bin [px]
+constexpr float kFarthest = 2;  // plane disparity of the last bin [px]
+/// Where a ramp falls away, what lies behind it is seen close to it [px].
+constexpr float kFarthestFall = 2.5f;
 constexpr float kLastKnot = 0.7f;   // [px]
 constexpr float kMinGain = 0.25f;   // over the flat plane, 1 being the votes of kBinsPerShare bins
 constexpr float kFewestCells = 30;  // eight bins with fewer count less
@@ -35,7 +37,8 @@ constexpr float kMinCells = 0.02f;   // in a bin that counts
 constexpr int kMaxMissing = 3;       // bins
 /// So many times as many votes as the plane a ramp must have where both are this far apart [px].
 constexpr float kInsteadUp = 12, kInsteadDown = 4, kClear = 1;
-constexpr int kMinSeen = 4;  // bins
+constexpr float kAlone = 0.6f;  // votes on a ramp by what lies elsewhere: less is clutter
+constexpr int kMinSeen = 4;     // bins
 /// So many times as much a ramp must gain as a step with a level surface behind it, up or down.
 constexpr float kOverStep = 1.5f, kOverStepDown = 0.7f;
 constexpr double kTurnSigma = 0.2;  // tangent of the angle at which a ramp is met
@@ -127,7 +130,7 @@ Votes collectVotes(const CellGrid& grid, const GroundModel& model, float nearest
 /// along: no cell lies on the slope that bridges a step or a drop.
 float gainOf(const Votes& votes, const Ramp& ramp, int first) {
     float gain = 0;
-    float clear = 0, on_plane = 0;
+    float clear = 0, on_plane = 0, elsewhere = 0;
     int missing = 0, seen = 0;
     for (int bin = first; bin < kBins; ++bin) {
         const float offset = ramp.offsetAt(votes.centre[bin]);
@@ -140,6 +143,7 @@ float gainOf(const Votes& votes, const Ramp& ramp, int first) {
         if (std::fabs(offset) > kClear) {
             clear += on_it;
             on_plane += votes.at(bin, 0);
+            elsewhere += votes.all[bin] - on_it;
         }
         missing += on_it < kMinSupport * votes.all[bin];
         ++seen;
@@ -147,7 +151,8 @@ float gainOf(const Votes& votes, const Ramp& ramp, int first) {
     // Beside a raised surface the plane goes on, behind the knee of a ramp it does not.
     const bool instead = clear > (ramp.rate > 0 ? kInsteadUp : kInsteadDown) * on_plane;
     const bool all_along = missing <= kMaxMissing && 4 * missing <= seen && seen >= kMinSeen;
-    return instead && all_along ? gain : 0;
+    const bool alone = clear > kAlone * elsewhere;
+    return instead && all_along && alone ? gain : 0;
 }
 
 /// The ramp that gains most over the plane.
@@ -197,13 +202,14 @@ bool refineRamp(const CellGrid& grid, const RectifiedGeometry& geometry, const G
         Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
         Eigen::Vector3d side = Eigen::Vector3d::Zero();
         const double up = plane[1] < 0 ? 1 : -1;
+        const double wide = iteration < 2 ? 1.5 : 1;
         const float min_gradient = 0.3f * static_cast<float>(model.b * (1 + plane[1]));
         forEachCell(grid, model, [&](double u, float s, float d, float gradient, float weight) {
             const Eigen::Vector3d row(1, s, (u - geometry.cx) / geometry.fx);
             const double offset = row.dot(plane);
-            if (up * offset <= 0 || gradient < min_gradient)
+            if (up * offset <= 0 || gradient < min_gradient || s + offset < kFarthestFall)
                 return;
-            const double t = (d - s - offset) / (1.5 * groundTolerance(s));
+            const double t = (d - s - offset) / (wide * groundTolerance(s));
             if (std::fabs(t) >= 1)
                 return;
             const double w = weight * (1 - t * t) * (1 - t * t);
@@ -211,11 +217,11 @@ bool refineRamp(const CellGrid& grid, const RectifiedGeometry& geometry, const G
             side += w * (d - s) * row;
         });
         // The angle is a matter of luck, up to 10 degrees or so.
-        const double sure = 5 / (kTurnSigma * kTurnSigma * plane[0] * plane[0]);
+        const double sure = 1 / (kTurnSigma * kTurnSigma * plane[0] * plane[0]);
         matrix(2, 2) += sure;
         for (int i = 0; i < 2; ++i) {
-            matrix(i, i) += 1;
-            side[i] += plane[i];
+            matrix(i, i) += 0.1;
+            side[i] += 0.1 * plane[i];
         }
         plane = matrix.ldlt().solve(side);
         if (!plane.allFinite() || plane[0] * plane[1] >= 0 || plane[1] < -0.95)

@@ -116,6 +116,22 @@ TEST(GroundTest, KerbAheadIsNoRamp) {
     }
 }
 
+// A third of what lies behind the knee would be on a ramp, the rest is anywhere.
+TEST(GroundTest, ClutterIsNoRamp) {
+    SyntheticScene scene(640, 400, 600);
+    scene.addGround();
+    scene.addRamp(5000, 0.105, 0);
+    scene.finish(1, 0.2);
+    for (int y = 0; y < 400; ++y)
+        for (int x = 0; x < 640; ++x)
+            if (const int strip = x / 16; strip % 3 != 0 && scene.disparityAt(x, y) < 9)
+                scene.map.disparity.at(x, y) += static_cast<std::uint16_t>(20 * (1 + strip % 5));
+    DetectionFrame frame;
+    scene.detectAlone(frame);
+    ASSERT_EQ(frame.ground.state, GroundState::kFound);
+    EXPECT_TRUE(frame.ground.model.flat);
+}
+
 // A matcher puts the ground before the foot of a wall too near.
 TEST(GroundTest, GroundBelowNearerThingsDoesNotTurnTheGround) {
     SyntheticScene scene(640, 400, 1200);
