@@ -318,8 +318,8 @@ int BenchCommand::runStixelFit() const {
 
 int BenchCommand::runRealDetection() const {
     RealReport report;
-    if (camera::Status s =
-            benchRealDetection(data_, KOVA_BENCH_FOLDER "/../tests/data/real_objects.csv", report);
+    if (camera::Status s = benchRealDetection(
+            data_, KOVA_BENCH_FOLDER "/../tests/data/real_objects.csv", drives_.align_rows, report);
         !s.ok()) {
         std::fprintf(stderr, "kova bench: %s\n", s.message().c_str());
         return 1;

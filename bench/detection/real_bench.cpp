@@ -32,7 +32,7 @@ Status comparePairs(const std::filesystem::path& data, WorkMode mode, PairAgreem
 }  // namespace
 
 Status benchRealDetection(const std::filesystem::path& data, const std::filesystem::path& list,
-                          RealReport& report) {
+                          bool align_rows, RealReport& report) {
     const auto in_street = readRealObjects(list, kStreet.name);
     const auto in_room = readRealObjects(list, kRoom.name);
     const auto poses = readPoses(data / kStreet.folder / "poses.txt");
@@ -42,8 +42,8 @@ Status benchRealDetection(const std::filesystem::path& data, const std::filesyst
     for (const WorkMode mode : {WorkMode::kFast, WorkMode::kMedium}) {
         RealRow row;
         row.mode = mode == WorkMode::kFast ? "fast" : "medium";
-        const auto street = detectSequence(data, kStreet, mode);
-        const auto room = detectSequence(data, kRoom, mode);
+        const auto street = detectSequence(data, kStreet, mode, align_rows);
+        const auto room = detectSequence(data, kRoom, mode, align_rows);
         for (const Status& s : {street.status(), room.status()})
             if (!s.ok())
                 return s;

@@ -27,7 +27,8 @@ struct RealReport {
 /// @param list  annotations, tests/data/real_objects.csv
 /// @return as detectSequence() and readRealObjects()
 camera::Status benchRealDetection(const std::filesystem::path& data,
-                                  const std::filesystem::path& list, RealReport& report);
+                                  const std::filesystem::path& list, bool align_rows,
+                                  RealReport& report);
 
 /// The report as text and for machines; `each` adds every miss, false alarm and unsteady obstacle.
 std::string realTable(const RealReport& report, bool each);

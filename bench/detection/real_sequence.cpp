@@ -62,7 +62,7 @@ bool parseObject(std::string line, std::string& sequence, RealObject& object) {
 }  // namespace
 
 Result<std::vector<RealFrame>> detectSequence(const fs::path& data, const RealSequence& which,
-                                              camera::WorkMode mode) {
+                                              camera::WorkMode mode, bool align_rows) {
     camera::SequenceOptions options;
     options.fps = which.fps;
     const auto sequence = camera::openSequence(data / which.folder, options);
@@ -74,6 +74,7 @@ Result<std::vector<RealFrame>> detectSequence(const fs::path& data, const RealSe
         return status;
     camera::PipelineSettings settings;
     settings.work_mode = mode;
+    settings.align_rows = align_rows;
     settings.distance = camera::DistanceRange(pipeline->geometry());
     std::vector<RealFrame> frames;
     camera::DecodedFrame frame;

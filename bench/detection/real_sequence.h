@@ -35,7 +35,8 @@ struct RealFrame {
 /// @return as openSequence(); kInvalidFile for a picture that cannot be read
 camera::Result<std::vector<RealFrame>> detectSequence(const std::filesystem::path& data,
                                                       const RealSequence& sequence,
-                                                      camera::WorkMode mode);
+                                                      camera::WorkMode mode,
+                                                      bool align_rows = true);
 
 /// A thing that stands in a frame, annotated by eye; tests/data/real_objects.csv says how.
 struct RealObject {

@@ -1,4 +1,5 @@
-// Rectification of both eyes: ours on every SIMD target, and cv::remap with its fixed-point maps.
+// Rectification of both eyes: ours on every SIMD target, and cv::remap with its fixed-point maps;
+// and what the alignment of their rows costs.
 
 #include <benchmark/benchmark.h>
 #include <opencv2/calib3d.hpp>
@@ -12,6 +13,8 @@
 
 #include "camera/base/parallel.h"
 #include "camera/rectification/rectifier.h"
+#include "camera/rectification/row_aligner.h"
+#include "tests/camera/rectification/sloping_rows.h"
 
 #include "hwy/highway.h"
 
@@ -85,6 +88,55 @@ void rectifyOpenCv(benchmark::State& state, int width, int height) {
     state.SetItemsProcessed(state.iterations() * width * height * 2);
 }
 
+kova::test::SlopingRows texturedRows(int width, int height) {
+    kova::test::SlopingRows rows;
+    rows.width = width;
+    rows.height = height;
+    rows.noise = 2;
+    // The texture covers a part of the picture only and is repeated.
+    rows.texture = [texture = kova::test::SmoothTexture(7)](double x, double y) {
+        return texture.at(std::fmod(x, 400), std::fmod(y, 240));
+    };
+    rows.paint([](double x, double y) { return 0.1 + 2e-4 * x - 1e-4 * y; });
+    return rows;
+}
+
+/// A frame in which patches are measured; one in four is, after the first ones.
+void measureRows(benchmark::State& state, int width, int height) {
+    setThreadCount(kThreads);
+    const kova::test::SlopingRows rows = texturedRows(width, height);
+    RowPatches patches;
+    std::uint32_t round = 0;
+    std::size_t samples = 0;
+    for (auto _ : state)
+        samples = patches.measure(rows.left.view(), rows.right.view(), rows.map, round++).size();
+    state.counters["samples"] = static_cast<double>(samples);
+}
+
+/// The same with the fit and the filter, of the first frame with its three times as many patches.
+void alignFirstFrame(benchmark::State& state, int width, int height) {
+    setThreadCount(kThreads);
+    const kova::test::SlopingRows rows = texturedRows(width, height);
+    RowAligner aligner(rows.geometry());
+    for (auto _ : state) {
+        aligner.reset();
+        benchmark::DoNotOptimize(
+            aligner.update(rows.left.view(), rows.right.view(), rows.map, false));
+    }
+}
+
+/// The right eye's look-up made anew.
+void moveTable(benchmark::State& state, int width, int height) {
+    setThreadCount(kThreads);
+    Status status;
+    const auto rectifier = Rectifier::make(calibrationOf(width, height), status);
+    RowOffset offset(rectifier->geometry());
+    for (auto _ : state) {
+        offset.terms[0] = offset.terms[0] == 0.1 ? 0.2 : 0.1;
+        rectifier->alignRows(offset);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -101,6 +153,14 @@ int main(int argc, char** argv) {
                                      [=](benchmark::State& state) { rectifyOpenCv(state, w, h); })
             ->UseRealTime()
             ->Unit(benchmark::kMillisecond);
+        for (const auto& [name, run] : {std::pair("measureRows/", measureRows),
+                                        {"alignFirstFrame/", alignFirstFrame},
+                                        {"moveTable/", moveTable}})
+            benchmark::RegisterBenchmark(
+                (name + size).c_str(),
+                [=, body = run](benchmark::State& state) { body(state, w, h); })
+                ->UseRealTime()
+                ->Unit(benchmark::kMillisecond);
     }
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

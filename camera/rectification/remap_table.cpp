@@ -54,7 +54,11 @@ void moveRows(const RemapTable& base, const RowOffset& offset, RemapTable& out) 
         const auto first = static_cast<float>(offset.at(0, y));
         const auto step =
             static_cast<float>(offset.at(width, y) - offset.at(0, y)) / static_cast<float>(width);
-        const auto rounded = [](float v) { return static_cast<int>(std::floor(v + 0.5F)); };
+        // As by floor(v + 0.5), of what is far from the ends of the range.
+        const auto rounded = [](float v) {
+            constexpr int kAbove = 4096;
+            return static_cast<int>(v + (kAbove + 0.5F)) - kAbove;
+        };
         for (int x = 0; x < width; ++x) {
             const int before = std::max(x - kReach, 0), after = std::min(x + kReach, width - 1);
             const float down = (first + step * static_cast<float>(x)) * per_row;

@@ -14,18 +14,22 @@ constexpr int kTerms = RowOffset::kTerms;
 
 // The first frames are all looked at, then one of so many: what one frame costs is spread.
 constexpr std::uint32_t kFirstFrames = 12, kEvery = 4;
+// Of the very first ones more patches are looked at, since they are relied on at once.
+constexpr std::uint32_t kDenseFrames = 3, kDenseRounds = 3;
 constexpr int kFewestSamples = 20;
 constexpr double kFewestAgree = 0.6;  // share of the samples
 /// Before anything was seen [px].
 constexpr Terms kPriorDeviation = {0.5, 0.5, 0.5, 0.15, 0.05};
 /// Random walk from one frame looked at to the next [px]: with what a frame knows (some hundredths
-/// of a pixel) it makes a memory of about 30 of these frames, 4 s at 30 frames per second.
-constexpr double kWalk = 0.001;
+/// of a pixel) it makes a memory of about 15 of these frames, 2 s at 30 frames per second.
+constexpr double kWalk = 0.0015;
 /// Errors of neighbouring patches, and of the same patch in the next frame, have much in common:
 /// so many count as one.
 constexpr double kAlike = 10;
-// Below this the right eye of a pair that comes rectified is left as it is: resampling blurs.
-constexpr double kWorthIt = 0.05, kMoved = 0.03;
+/// Smaller offsets are left alone [px]: nothing is gained, and of a pair that comes rectified the
+/// right eye would be resampled, which blurs.
+constexpr double kWorthIt = 0.1;
+constexpr double kMoved = 0.03;
 /// The limit is believed when the estimate is known to this [px].
 constexpr double kKnown = 0.2;
 
@@ -66,9 +70,9 @@ Terms times(const Matrix& m, const Terms& v) {
 }  // namespace
 
 RowAligner::RowAligner(const RectifiedGeometry& geometry) : none_(geometry) {
-    samples_.reserve(RowPatches::kMostSamples);
-    residuals_.reserve(RowPatches::kMostSamples);
-    sorted_.reserve(RowPatches::kMostSamples);
+    samples_.reserve(kDenseRounds * RowPatches::kMostSamples);
+    residuals_.reserve(kDenseRounds * RowPatches::kMostSamples);
+    sorted_.reserve(kDenseRounds * RowPatches::kMostSamples);
     reset();
 }
 
@@ -91,15 +95,19 @@ bool RowAligner::update(const ImageView<const std::uint8_t>& left,
                         bool turned) {
     if (!due())
         return false;
-    samples_ = patches_.measure(left, right, map, frames_);
-    for (RowSample& sample : samples_) {
-        if (turned) {
-            // The left picture is the right eye's: what was found is its place in the other one.
-            sample.x = static_cast<float>(left.width - 1) - sample.left_x;
-            sample.y = static_cast<float>(left.height - 1) - sample.y;
+    samples_.clear();
+    const std::uint32_t rounds = frames_ <= kDenseFrames ? kDenseRounds : 1;
+    for (std::uint32_t round = 0; round < rounds; ++round)
+        for (RowSample sample :
+             patches_.measure(left, right, map, frames_ * kDenseRounds + round)) {
+            if (turned) {
+                // The left picture is the right eye's: what was found is its place in the other.
+                sample.x = static_cast<float>(left.width - 1) - sample.left_x;
+                sample.y = static_cast<float>(left.height - 1) - sample.y;
+            }
+            sample.offset_px += static_cast<float>(applied_.at(sample.x, sample.y));
+            samples_.push_back(sample);
         }
-        sample.offset_px += static_cast<float>(applied_.at(sample.x, sample.y));
-    }
     Evidence evidence;
     if (!fit(evidence))
         return false;

@@ -10,12 +10,15 @@ namespace kova::camera {
 namespace {
 
 constexpr int kWidth = 16, kHeight = 12;  // of a patch [px]
-constexpr int kSure = kConfidenceScale * 8 / 10;
+constexpr int kSure = kConfidenceScale * 6 / 10;
 constexpr int kGrey = 8;  // steps of a grey level: sums of products of a patch fit 32 bits
 constexpr float kReachSideways = 2;
 constexpr float kLargestDeviation = 0.25F;  // [px], of a sample
-constexpr float kFloorDeviation = 0.05F;    // [px], what interpolation costs at best
+constexpr float kFloorDeviation = 0.1F;     // [px], what interpolation and blur cost at best
 constexpr int kMostSteps = 4;
+constexpr float kSteep = 0.35F;  // of a surface, in px of disparity per px
+/// Pixels of a row that a patch may need of the right picture.
+constexpr int kWidestRow = static_cast<int>((kWidth + 1) * (1 + kSteep)) + 4;
 
 /// A patch with a border of one pixel, in 1/kGrey grey levels.
 struct Patch {
@@ -50,7 +53,7 @@ bool findSlant(const DisparityMap& map, int x, int y, Slant& slant) {
         return false;
     slant.right = (right - left) / (2 * kAcross);
     slant.down = (bottom - top) / (2 * kUp);
-    constexpr float kBent = 1, kSteep = 0.35F;
+    constexpr float kBent = 1;
     return std::abs(left + right - 2 * slant.disparity) < kBent &&
            std::abs(top + bottom - 2 * slant.disparity) < kBent && std::abs(slant.right) < kSteep &&
            std::abs(slant.down) < kSteep;
@@ -81,49 +84,54 @@ bool cutOutMoved(const ImageView<const std::uint8_t>& right, int x, int y, const
         const float disparity =
             slant.disparity - (kWidth / 2 + 1) * slant.right + (r - kHeight / 2 - 1) * slant.down;
         const int first = ((x - kWidth / 2 - 1) << 16) + fixed(u - disparity);
-        const int last = first + (kWidth + 1) * step;
-        if (std::min(first, last) < 0 || std::max(first, last) >> 16 >= right.width - 1)
+        const int begin = first >> 16;
+        const int end = ((first + (kWidth + 1) * step) >> 16) + 2;
+        if (begin < 0 || end > right.width)
             return false;
-        const std::uint8_t* row = right.row(y0 + r);
-        const std::uint8_t* below = right.row(y0 + r + 1);
+        // Between the rows first, once for each pixel of them.
+        std::int16_t between[kWidestRow];
+        KOVA_DCHECK(end - begin <= kWidestRow);
+        const std::uint8_t* row = right.row(y0 + r) + begin;
+        const std::uint8_t* below = right.row(y0 + r + 1) + begin;
+        for (int i = 0; i < end - begin; ++i)
+            between[i] = static_cast<std::int16_t>(row[i] * (64 - fy) + below[i] * fy);
         for (int c = 0; c < kWidth + 2; ++c) {
-            const int at = first + c * step;
-            const int x0 = at >> 16;
+            const int at = first - (begin << 16) + c * step;
             const int fx = (at & (kOne - 1)) >> kShift;
-            const int above = row[x0] * (64 - fx) + row[x0 + 1] * fx;
-            const int under = below[x0] * (64 - fx) + below[x0 + 1] * fx;
+            const std::int16_t* here = between + (at >> 16);
             patch.grey[r][c] =
-                static_cast<std::int16_t>((above * (64 - fy) + under * fy + 256) >> 9);
+                static_cast<std::int16_t>((here[0] * (64 - fx) + here[1] * fx + 256) >> 9);
         }
     }
     return true;
 }
 
-/// Sums over a patch: of both greys, their gradients (differences of the neighbours on both sides)
-/// and products of these.
-struct Sums {
-    int l = 0, r = 0, ll = 0, rr = 0, lr = 0;
-    int lx = 0, ly = 0, rx = 0, ry = 0;
-    int lx_l = 0, lx_r = 0, ly_l = 0, ly_r = 0, rx_l = 0, rx_r = 0, ry_l = 0, ry_r = 0;
-    int lx_rx = 0, lx_ry = 0, ly_rx = 0, ly_ry = 0;
+/// Greys and gradients (differences of the neighbours on both sides) of a patch without its border.
+struct Slopes {
+    static constexpr int kCount = kWidth * kHeight;
+    std::int16_t grey[kCount], x[kCount], y[kCount];
+
+    explicit Slopes(const Patch& patch) {
+        for (int r = 0; r < kHeight; ++r)
+            for (int c = 0; c < kWidth; ++c) {
+                const int i = r * kWidth + c;
+                grey[i] = patch.grey[r + 1][c + 1];
+                x[i] = static_cast<std::int16_t>(patch.grey[r + 1][c + 2] - patch.grey[r + 1][c]);
+                y[i] = static_cast<std::int16_t>(patch.grey[r + 2][c + 1] - patch.grey[r][c + 1]);
+            }
+    }
 };
 
-Sums sumsOf(const Patch& left, const Patch& right) {
-    Sums s;
-    for (int y = 1; y <= kHeight; ++y)
-        for (int x = 1; x <= kWidth; ++x) {
-            const int l = left.grey[y][x], r = right.grey[y][x];
-            const int lx = left.grey[y][x + 1] - left.grey[y][x - 1];
-            const int ly = left.grey[y + 1][x] - left.grey[y - 1][x];
-            const int rx = right.grey[y][x + 1] - right.grey[y][x - 1];
-            const int ry = right.grey[y + 1][x] - right.grey[y - 1][x];
-            s.l += l, s.r += r, s.ll += l * l, s.rr += r * r, s.lr += l * r;
-            s.lx += lx, s.ly += ly, s.rx += rx, s.ry += ry;
-            s.lx_l += lx * l, s.lx_r += lx * r, s.ly_l += ly * l, s.ly_r += ly * r;
-            s.rx_l += rx * l, s.rx_r += rx * r, s.ry_l += ry * l, s.ry_r += ry * r;
-            s.lx_rx += lx * rx, s.lx_ry += lx * ry, s.ly_rx += ly * rx, s.ly_ry += ly * ry;
-        }
-    return s;
+int sum(const std::int16_t* a) {
+    int out = 0;
+    for (int i = 0; i < Slopes::kCount; ++i) out += a[i];
+    return out;
+}
+
+int sum(const std::int16_t* a, const std::int16_t* b) {
+    int out = 0;
+    for (int i = 0; i < Slopes::kCount; ++i) out += a[i] * b[i];
+    return out;
 }
 
 /// One Gauss-Newton step.
@@ -132,26 +140,36 @@ struct Step {
     float variance_px2 = 0;  ///< of v
 };
 
-bool findStep(const Sums& s, Step& step) {
-    constexpr double kCount = kWidth * kHeight;
-    const auto about = [](int product, int a, int b) {
-        return product - static_cast<double>(a) * b / kCount;
+bool findStep(const Slopes& left, const Slopes& right, Step& step) {
+    constexpr double kCount = Slopes::kCount;
+    const auto* l = left.grey;
+    const auto* lx = left.x;
+    const auto* ly = left.y;
+    const auto* r = right.grey;
+    const auto* rx = right.x;
+    const auto* ry = right.y;
+    const int of_l = sum(l), of_lx = sum(lx), of_ly = sum(ly);
+    const int of_r = sum(r), of_rx = sum(rx), of_ry = sum(ry);
+    // Products of what is left when the means are taken off.
+    const auto about = [](const std::int16_t* a, int of_a, const std::int16_t* b, int of_b) {
+        return sum(a, b) - static_cast<double>(of_a) * of_b / kCount;
     };
-    const double ll = about(s.ll, s.l, s.l), rr = about(s.rr, s.r, s.r), lr = about(s.lr, s.l, s.r);
+    const double ll = about(l, of_l, l, of_l), rr = about(r, of_r, r, of_r);
+    const double lr = about(l, of_l, r, of_r);
     constexpr double kFlat = kCount * kGrey * kGrey;  // a grey level of contrast
     if (ll < kFlat || rr < kFlat || lr < 0.7 * std::sqrt(ll * rr))
         return false;
     const double gain = std::sqrt(rr / ll);
     // Gradients are halves of the differences; those of the left picture have the gain in them.
-    const double xx = 0.25 * gain * about(s.lx_rx, s.lx, s.rx);
-    const double yy = 0.25 * gain * about(s.ly_ry, s.ly, s.ry);
-    const double xy = 0.125 * gain * (about(s.lx_ry, s.lx, s.ry) + about(s.ly_rx, s.ly, s.rx));
+    const double xx = 0.25 * gain * about(lx, of_lx, rx, of_rx);
+    const double yy = 0.25 * gain * about(ly, of_ly, ry, of_ry);
+    const double xy = 0.125 * gain * (about(lx, of_lx, ry, of_ry) + about(ly, of_ly, rx, of_rx));
     const double x =
-        0.25 * (gain * gain * about(s.lx_l, s.lx, s.l) + gain * about(s.rx_l, s.rx, s.l) -
-                gain * about(s.lx_r, s.lx, s.r) - about(s.rx_r, s.rx, s.r));
+        0.25 * (gain * gain * about(lx, of_lx, l, of_l) + gain * about(rx, of_rx, l, of_l) -
+                gain * about(lx, of_lx, r, of_r) - about(rx, of_rx, r, of_r));
     const double y =
-        0.25 * (gain * gain * about(s.ly_l, s.ly, s.l) + gain * about(s.ry_l, s.ry, s.l) -
-                gain * about(s.ly_r, s.ly, s.r) - about(s.ry_r, s.ry, s.r));
+        0.25 * (gain * gain * about(ly, of_ly, l, of_l) + gain * about(ry, of_ry, l, of_l) -
+                gain * about(ly, of_ly, r, of_r) - about(ry, of_ry, r, of_r));
     if (xx <= 0 || yy <= 0)
         return false;
     // What is known of v when u is free.
@@ -176,10 +194,11 @@ RowSample measurePatch(const ImageView<const std::uint8_t>& left,
         return {};
     Patch here, there;
     cutOut(left, x, y, here);
+    const Slopes slopes(here);
     float u = 0, v = 0;
     for (int i = 0; i < kMostSteps; ++i) {
         Step step;
-        if (!cutOutMoved(right, x, y, slant, u, v, there) || !findStep(sumsOf(here, there), step))
+        if (!cutOutMoved(right, x, y, slant, u, v, there) || !findStep(slopes, Slopes(there), step))
             return {};
         u += step.u;
         v += step.v;

@@ -132,7 +132,7 @@ TEST(RowAligner, FollowsARigThatDrifts) {
     follow(rows, offsetOf(rows, {0.2, 0, 0, 0, 0}), aligner, 12);
     const RowOffset later = offsetOf(rows, {-0.1, 0.3, 0, 0, 0});
     follow(rows, later, aligner, 120, 100);  // 30 of them are looked at
-    EXPECT_LT(aligner.applied().largestDifference(later), 0.1);
+    EXPECT_LT(aligner.applied().largestDifference(later), 0.12);
 }
 
 TEST(RowAligner, OutliersDoNotMoveIt) {
@@ -185,7 +185,7 @@ TEST(RowAligner, RowsThatAreAlignedAreLeftAlone) {
     SlopingRows rows = texturedRows();
     rows.noise = 1;
     RowAligner aligner(rows.geometry());
-    EXPECT_EQ(follow(rows, offsetOf(rows, {0.02, -0.01, 0.01, 0, 0}), aligner, 20), 0);
+    EXPECT_EQ(follow(rows, offsetOf(rows, {0.04, -0.01, 0.02, 0, 0}), aligner, 20), 0);
     EXPECT_EQ(aligner.applied().largest(), 0);
 }
 
