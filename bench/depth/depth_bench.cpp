@@ -171,6 +171,7 @@ DepthReport benchDepth(const std::vector<TruePair>& pairs) {
             camera::MatchParameters parameters;
             parameters.work_mode = mode;
             parameters.max_disparity = pair.entry.levels;
+            parameters.borrow = true;
             DisparityMap map;
             (void)matcher->match(pair.left.view(), pair.right.view(), parameters, map);
             measure(name, map);

@@ -135,6 +135,7 @@ private:
             camera::MatchParameters parameters;
             parameters.work_mode = mode;
             parameters.max_disparity = options_.levels;
+            parameters.borrow = true;
             if (Status s = matcher_->match(frame.left, frame.right, parameters, map_); !s.ok())
                 return s;
             judge(frame, rows[method++]);

@@ -102,6 +102,7 @@ SpeedReport benchSpeed(const TruePair& pair, int threads, int runs, bool all_tar
             camera::MatchParameters parameters;
             parameters.work_mode = mode;
             parameters.max_disparity = size.levels;
+            parameters.borrow = true;
             (void)matcher->match(left.view(), right.view(), parameters, map);
         };
         const double before = residentMb();

@@ -17,6 +17,10 @@ struct MatchParameters {
     int min_disparity = 0;    ///< [px], at least 0
     int max_disparity = 128;  ///< [px], exclusive; 16 to 320 above min_disparity
     bool fill = false;        ///< complete what is missing; see kFilledConfidence
+    /// Medium and slow: take over what half the size found where the full search failed (borrow.h).
+    /// Detection does without: such pixels are right to what their confidence says, but not each by
+    /// itself, and false alarms are made of what is wrong together.
+    bool borrow = false;
     /// Disparities whose confidence / kConfidenceScale is below are removed, 0 to 0.99.
     float confidence_threshold = 0;
 

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "camera/base/parallel.h"
+#include "camera/matching/borrow.h"
 #include "camera/matching/confidence.h"
 #include "camera/matching/fill.h"
 #include "camera/matching/half_size.h"
@@ -64,9 +65,11 @@ private:
     void matchEighth(const MatchParameters& parameters);
     void matchQuarter(const MatchParameters& parameters);
     void matchHalf(const MatchParameters& parameters);
+    void rateHalf(const MatchParameters& parameters);
     void matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map);
     void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
                    DisparityMap& map);
+    void borrow(const MatchParameters& parameters, DisparityMap& map);
     static void rate(const sgm::SgmPass& pass, const ConfidenceTable& table, int noise,
                      DisparityMap& map);
     static void removeUnsure(float threshold, DisparityMap& map);
@@ -77,6 +80,7 @@ private:
     SmallPair half_eyes_, quarter_eyes_, eighth_eyes_;
     Image<std::uint16_t> quarter_map_, eighth_map_;
     DisparityMap half_map_;
+    Image<std::uint16_t> upscaled_;  ///< a row per strip
     TooNear too_near_;
     EdgeAwareFill fill_;
 };
@@ -134,8 +138,7 @@ void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, in
     });
 }
 
-void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map) {
-    matchHalf(parameters);
+void SgmMatcher::rateHalf(const MatchParameters& parameters) {
     // Half a disparity more than the range was searched on both sides.
     const int lowest = parameters.min_disparity * kDisparityScale;
     const int highest = (parameters.max_disparity - 1) * kDisparityScale;
@@ -150,6 +153,11 @@ void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, 
         }
     });
     rate(half_, half_confidence_, half_.softened(), half_map_);
+}
+
+void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map) {
+    matchHalf(parameters);
+    rateHalf(parameters);
     forRows(left.height, [&](int begin, int end) {
         upscaleDisparityRows(half_map_.disparity.view(), map.disparity.view(), begin, end);
         upscaleByteRows(half_map_.confidence.view(), map.confidence.view(), begin, end);
@@ -168,6 +176,20 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
         sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
     rate(full_, full_confidence_, half_.softened() * 4 / 3, map);
+    if (parameters.borrow)
+        borrow(parameters, map);
+}
+
+void SgmMatcher::borrow(const MatchParameters& parameters, DisparityMap& map) {
+    rateHalf(parameters);
+    const int height = map.disparity.height();
+    forRows(half_map_.disparity.height(), [&](int begin, int end) {
+        chooseBorrowed(map.disparity.view(), half_map_, begin, end);
+    });
+    upscaled_.resize(2 * half_map_.disparity.width(), (height + kStripRows - 1) / kStripRows);
+    forRows(height, [&](int begin, int end) {
+        borrowRows(half_map_, map, upscaled_.row(begin / kStripRows), begin, end);
+    });
 }
 
 void SgmMatcher::removeUnsure(float threshold, DisparityMap& map) {

@@ -13,8 +13,8 @@ namespace kova::camera {
 ///  - medium: a search at half the size comes first and narrows that at full size, cell by cell;
 ///  - fast: the search at half the size, scaled up.
 ///
-/// In all of them a search at a quarter of the size narrows that at half the size and, over twice
-/// the range, tells what is too near.
+/// In all of them a search at a quarter of the size narrows that at half the size, and one at an
+/// eighth, over four times the range, tells what is too near.
 ///
 /// Memory is allocated when a size, a larger range or a mode is first asked for, and kept.
 std::unique_ptr<Matcher> makeSgmMatcher();

@@ -74,13 +74,14 @@ namespace kova::camera {
 
 HWY_EXPORT(upscaleRow);
 
+void upscaleDisparityRow(const ImageView<const std::uint16_t>& half, int y, std::uint16_t* full) {
+    const int far = std::clamp(y / 2 + (y % 2 == 0 ? -1 : 1), 0, half.height - 1);
+    HWY_DYNAMIC_DISPATCH(upscaleRow)(half.row(y / 2), half.row(far), half.width, full);
+}
+
 void upscaleDisparityRows(const ImageView<const std::uint16_t>& half,
                           const ImageView<std::uint16_t>& full, int begin, int end) {
-    for (int y = begin; y < end; ++y) {
-        const int far = std::clamp(y / 2 + (y % 2 == 0 ? -1 : 1), 0, half.height - 1);
-        HWY_DYNAMIC_DISPATCH(upscaleRow)
-        (half.row(y / 2), half.row(far), half.width, full.row(y));
-    }
+    for (int y = begin; y < end; ++y) upscaleDisparityRow(half, y, full.row(y));
 }
 
 void upscaleByteRows(const ImageView<const std::uint8_t>& half, const ImageView<std::uint8_t>& full,

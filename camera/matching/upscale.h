@@ -11,6 +11,10 @@ namespace kova::camera {
 void upscaleDisparityRows(const ImageView<const std::uint16_t>& half,
                           const ImageView<std::uint16_t>& full, int begin, int end);
 
+/// One row of it.
+/// @param full  holds twice the width of the small map
+void upscaleDisparityRow(const ImageView<const std::uint16_t>& half, int y, std::uint16_t* full);
+
 /// The same for a map of bytes, each repeated.
 void upscaleByteRows(const ImageView<const std::uint8_t>& half, const ImageView<std::uint8_t>& full,
                      int begin, int end);

@@ -112,6 +112,7 @@ Status Pipeline::process(const DecodedFrame& frame, const PipelineSettings& sett
     match.min_disparity = 0;
     match.max_disparity = std::min(range.max, kMostDisparities);
     match.fill = settings.fill;
+    match.borrow = !settings.detect;
     match.confidence_threshold = settings.confidence_threshold;
     if (Status s = matcher_->match(left_.view(), right_.view(), match, map_); !s.ok())
         return s;

@@ -80,6 +80,7 @@ TEST_P(SgmMatcherTest, GivesTheSameBytesForEveryTargetAndThreadCount) {
     for (const WorkMode mode : kModes) {
         MatchParameters parameters = parametersFor(mode, 48);
         parameters.fill = mode == WorkMode::kSlow;
+        parameters.borrow = true;
         DisparityMap expected;
         {
             // The reference run takes whatever target is best.
@@ -177,6 +178,7 @@ TEST(SgmMatcher, TakesEverySizeAndRange) {
             for (const int levels : {16, 33, 320}) {
                 MatchParameters parameters = parametersFor(mode, levels);
                 parameters.fill = true;
+                parameters.borrow = true;
                 DisparityMap map;
                 ASSERT_TRUE(
                     matcher->match(pair.left.view(), pair.right.view(), parameters, map).ok());
@@ -263,6 +265,30 @@ TEST(SgmMatcher, ThresholdOnlyRemoves) {
     }
 }
 
+TEST(SgmMatcher, BorrowingOnlyAdds) {
+    const test::TexturedPair small(120, 60, 7, 3);
+    const auto left = coarseAndNoisy(small.left, 1), right = coarseAndNoisy(small.right, 2);
+    const auto matcher = makeSgmMatcher();
+    for (const WorkMode mode : {WorkMode::kMedium, WorkMode::kSlow}) {
+        MatchParameters parameters = parametersFor(mode, 64);
+        DisparityMap before, after;
+        ASSERT_TRUE(matcher->match(left.view(), right.view(), parameters, before).ok());
+        parameters.borrow = true;
+        ASSERT_TRUE(matcher->match(left.view(), right.view(), parameters, after).ok());
+        int added = 0;
+        for (int y = 0; y < 240; ++y)
+            for (int x = 0; x < 480; ++x) {
+                if (!isDisparity(before.disparity.at(x, y))) {
+                    added += isDisparity(after.disparity.at(x, y));
+                    continue;
+                }
+                ASSERT_EQ(before.disparity.at(x, y), after.disparity.at(x, y));
+                ASSERT_EQ(before.confidence.at(x, y), after.confidence.at(x, y));
+            }
+        EXPECT_GT(added, 240 * 480 / 50) << static_cast<int>(mode);
+    }
+}
+
 TEST(SgmMatcher, RefusesDifferentSizesAndImpossibleParameters) {
     const test::TexturedPair a(40, 20, 4, 2), b(41, 20, 4, 2);
     const auto matcher = makeSgmMatcher();
@@ -290,6 +316,7 @@ TEST(SgmMatcher, AllocatesNothingOncePrepared) {
         for (const WorkMode mode : kModes) {
             MatchParameters parameters = parametersFor(mode, 64);
             parameters.fill = true;
+            parameters.borrow = true;
             parameters.confidence_threshold = 0.5F;
             ASSERT_TRUE(matcher->match(pair.left.view(), pair.right.view(), parameters, map).ok());
         }

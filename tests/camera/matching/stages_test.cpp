@@ -4,6 +4,7 @@
 #include <random>
 
 #include "camera/base/parallel.h"
+#include "camera/matching/borrow.h"
 #include "camera/matching/confidence.h"
 #include "camera/matching/eye_check.h"
 #include "camera/matching/half_size.h"
@@ -169,6 +170,51 @@ TEST_P(StagesTest, UpscalingMovesNothingInTheMean) {
     for (int y = 0; y < 2 * kHeight; ++y)
         for (int x = 0; x < 2 * kWidth; ++x) sum += full.at(x, y) - 2.0 * half.at(x / 2, y / 2);
     EXPECT_NEAR(0, sum / (4 * kWidth * kHeight), 0.05);
+}
+
+TEST(Borrow, CompletesHolesThatHalfTheSizeIsSureOf) {
+    constexpr int kWidth = 40, kHeight = 21;  // half of it: 20 x 11
+    constexpr std::uint16_t kPlane = 160;     // 10 px
+    DisparityMap full, half;
+    full.resize(kWidth, kHeight);
+    half.resize(halfSize(kWidth), halfSize(kHeight));
+    full.disparity.fill(kPlane);
+    full.confidence.fill(150);
+    half.disparity.fill(kPlane / 2);
+    half.confidence.fill(kLeastBorrowed + 40);
+    const auto hole = [&](int x0, int x1, int y0, int y1) {
+        for (int y = y0; y < y1; ++y)
+            for (int x = x0; x < x1; ++x) {
+                full.disparity.at(x, y) = kInvalidDisparity;
+                full.confidence.at(x, y) = 0;
+            }
+    };
+    hole(0, 14, 2, 8);     // left of column 10 it has no partner
+    hole(20, 22, 10, 12);  // unsure there
+    hole(30, 36, 10, 12);  // beside another surface
+    hole(24, 30, 19, 21);  // at the end
+    half.confidence.at(10, 5) = kLeastBorrowed - 1;
+    full.disparity.at(37, 10) = kPlane + kOtherSurface + 1;
+    const DisparityMap before = {full.disparity.clone(), full.confidence.clone()};
+    chooseBorrowed(before.disparity.view(), half, 0, halfSize(kHeight));
+    std::vector<std::uint16_t> upscaled(kWidth);
+    borrowRows(half, full, upscaled.data(), 0, kHeight);
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) {
+            const bool was = isDisparity(before.disparity.at(x, y));
+            const bool is = isDisparity(full.disparity.at(x, y));
+            const bool refused = (x < 10) || (y >= 10 && y < 12 && (x < 22 || x >= 34));
+            ASSERT_EQ(was || !refused, is) << x << ", " << y;
+            if (was) {
+                ASSERT_EQ(before.disparity.at(x, y), full.disparity.at(x, y));
+                ASSERT_EQ(before.confidence.at(x, y), full.confidence.at(x, y));
+            } else if (is) {
+                ASSERT_EQ(kPlane, full.disparity.at(x, y));
+                ASSERT_EQ((kLeastBorrowed + 40) * kBorrowedTrust / 64, full.confidence.at(x, y));
+            } else {
+                ASSERT_EQ(0, full.confidence.at(x, y));
+            }
+        }
 }
 
 /// Flood fill, pixel by pixel.

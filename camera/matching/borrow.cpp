@@ -1,0 +1,70 @@
+#include "camera/matching/borrow.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "camera/matching/upscale.h"
+
+namespace kova::camera {
+
+namespace {
+
+/// Pixels around the 2x2 of the full size that a pixel of half the size stands for.
+constexpr int kReach = 2;
+
+bool hasHole(const std::uint16_t* above, const std::uint16_t* below, int x, int right) {
+    return !isDisparity(above[x]) || !isDisparity(above[right]) || !isDisparity(below[x]) ||
+           !isDisparity(below[right]);
+}
+
+bool hasOtherSurface(const ImageView<const std::uint16_t>& full, int x, int y, int disparity) {
+    const int x_begin = std::max(x - kReach, 0), x_end = std::min(x + 2 + kReach, full.width);
+    const int y_begin = std::max(y - kReach, 0), y_end = std::min(y + 2 + kReach, full.height);
+    bool other = false;
+    for (int v = y_begin; v < y_end && !other; ++v) {
+        const std::uint16_t* row = full.row(v);
+        for (int u = x_begin; u < x_end; ++u)
+            other |= isDisparity(row[u]) & (std::abs(row[u] - disparity) > kOtherSurface);
+    }
+    return other;
+}
+
+}  // namespace
+
+void chooseBorrowed(const ImageView<const std::uint16_t>& full, DisparityMap& half, int begin,
+                    int end) {
+    for (int v = begin; v < end; ++v) {
+        const std::uint16_t* above = full.row(2 * v);
+        const std::uint16_t* below = full.row(std::min(2 * v + 1, full.height - 1));
+        const std::uint16_t* disparity = half.disparity.row(v);
+        std::uint8_t* confidence = half.confidence.row(v);
+        for (int u = 0; u < half.disparity.width(); ++u)
+            if (confidence[u] < kLeastBorrowed ||
+                !hasHole(above, below, 2 * u, std::min(2 * u + 1, full.width - 1)) ||
+                hasOtherSurface(full, 2 * u, 2 * v, 2 * disparity[u]))
+                confidence[u] = 0;
+    }
+}
+
+void borrowRows(const DisparityMap& half, DisparityMap& full, std::uint16_t* upscaled, int begin,
+                int end) {
+    const int width = full.disparity.width();
+    for (int y = begin; y < end; ++y) {
+        const std::uint8_t* offered = half.confidence.row(y / 2);
+        const int count = half.confidence.width();
+        if (std::all_of(offered, offered + count, [](std::uint8_t c) { return c == 0; }))
+            continue;
+        upscaleDisparityRow(half.disparity.view(), y, upscaled);
+        std::uint16_t* disparity = full.disparity.row(y);
+        std::uint8_t* confidence = full.confidence.row(y);
+        for (int x = 0; x < width; ++x) {
+            if (isDisparity(disparity[x]) || offered[x / 2] == 0 ||
+                upscaled[x] / kDisparityScale > x)
+                continue;
+            disparity[x] = upscaled[x];
+            confidence[x] = static_cast<std::uint8_t>(offered[x / 2] * kBorrowedTrust / 64);
+        }
+    }
+}
+
+}  // namespace kova::camera
