@@ -64,6 +64,7 @@ private:
     static void halve(const Grey& left, const Grey& right, SmallPair& half);
     void matchEighth(const MatchParameters& parameters);
     void matchQuarter(const MatchParameters& parameters);
+    int meanBest(const sgm::SgmPass& pass, int factor) const;
     void matchHalf(const MatchParameters& parameters);
     void rateHalf(const MatchParameters& parameters);
     void matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map);
@@ -116,13 +117,39 @@ void SgmMatcher::matchQuarter(const MatchParameters& parameters) {
                  kHalfSpeckleStep, quarter_map_.view());
 }
 
+/// Mean of the best sums: how much the eyes differ at this size. What is too near does not count,
+/// since only the search at an eighth of the size can find it.
+///
+/// @param factor  how much larger than an eighth the pictures are
+int SgmMatcher::meanBest(const sgm::SgmPass& pass, int factor) const {
+    const Image<std::uint8_t>& best = pass.winners().best;
+    std::uint64_t sum = 0, count = 0;
+    for (int y = 0; y < best.height(); ++y) {
+        const std::uint8_t* row = best.row(y);
+        std::uint32_t row_sum = 0, row_count = static_cast<std::uint32_t>(best.width());
+        if (too_near_.anyMarked(y / factor)) {
+            row_count = 0;
+            for (int x = 0; x < best.width(); ++x) {
+                const std::uint32_t counts = too_near_.marked(x / factor, y / factor) ? 0 : 1;
+                row_sum += counts * row[x];
+                row_count += counts;
+            }
+        } else {
+            for (int x = 0; x < best.width(); ++x) row_sum += row[x];
+        }
+        sum += row_sum;
+        count += row_count;
+    }
+    return static_cast<int>(sum / std::max<std::uint64_t>(count, 1));
+}
+
 void SgmMatcher::matchHalf(const MatchParameters& parameters) {
     const int width = half_eyes_.left.width(), height = half_eyes_.left.height();
     const int least = parameters.min_disparity / 2;
     // One level more than half of them, since the last one is never taken.
     half_.begin(width, height, least, (parameters.max_disparity + 1) / 2 + 1 - least);
     sgm::narrowSearch(quarter_map_.view(), width, height, half_.search());
-    half_.soften(softening(quarter_.meanBest() - eighth_.meanBest(), kHalfGrain));
+    half_.soften(softening(meanBest(quarter_, 2) - meanBest(eighth_, 1), kHalfGrain));
     half_map_.resize(width, height);
     half_.run(half_eyes_.left.view(), half_eyes_.right.view(), kHalfSpecklePixels, kHalfSpeckleStep,
               half_map_.disparity.view());
@@ -170,8 +197,8 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
                 parameters.max_disparity - parameters.min_disparity);
     matchHalf(parameters);
     // Where the half size had to be softened its eyes no longer tell how noisy they are.
-    full_.soften(
-        std::max(softening(half_.meanBest() - quarter_.meanBest(), kFullGrain), half_.softened()));
+    full_.soften(std::max(softening(meanBest(half_, 4) - meanBest(quarter_, 2), kFullGrain),
+                          half_.softened()));
     if (parameters.work_mode == WorkMode::kMedium)
         sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());

@@ -94,16 +94,4 @@ void SgmPass::run(const ImageView<const std::uint8_t>& left,
     speckles_.filter(disparity, speckle_pixels, speckle_step);
 }
 
-int SgmPass::meanBest() const {
-    std::uint64_t sum = 0;
-    for (int y = 0; y < winners_.best.height(); ++y) {
-        const std::uint8_t* row = winners_.best.row(y);
-        std::uint32_t row_sum = 0;
-        for (int x = 0; x < winners_.best.width(); ++x) row_sum += row[x];
-        sum += row_sum;
-    }
-    return static_cast<int>(sum / (static_cast<std::uint64_t>(winners_.best.width()) *
-                                   static_cast<std::uint64_t>(winners_.best.height())));
-}
-
 }  // namespace kova::camera::sgm

@@ -49,8 +49,6 @@ public:
     /// The winners of the last run, after the left-right check.
     const Winners& winners() const { return winners_; }
     const EyePlanes& left() const { return left_; }
-    /// Mean of their best sums: how much the eyes differ at this size.
-    int meanBest() const;
 
 private:
     void preparePlanes(const ImageView<const std::uint8_t>& left,

@@ -24,6 +24,10 @@ public:
     /// @param max_disparity  of the full search [px]
     void find(const ImageView<const std::uint16_t>& small, int factor, int max_disparity);
 
+    /// Whether a small pixel was found too near, and whether any pixel of a small row was.
+    bool marked(int x, int y) const { return (flags_.at(x, y) & kMarked) != 0; }
+    bool anyMarked(int y) const { return rows_[static_cast<std::size_t>(y)] != 0; }
+
     /// Applies what was found to the rows [begin, end) of a map of the full size.
     void mark(DisparityMap& map, int begin, int end) const;
 
