@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "camera/matching/upscale.h"
 
@@ -13,8 +14,9 @@ namespace {
 constexpr int kReach = 2;
 
 bool hasHole(const std::uint16_t* above, const std::uint16_t* below, int x, int right) {
-    return !isDisparity(above[x]) || !isDisparity(above[right]) || !isDisparity(below[x]) ||
-           !isDisparity(below[right]);
+    const std::uint16_t most =
+        std::max(std::max(above[x], above[right]), std::max(below[x], below[right]));
+    return !isDisparity(most);
 }
 
 bool hasOtherSurface(const ImageView<const std::uint16_t>& full, int x, int y, int disparity) {
@@ -39,8 +41,8 @@ void chooseBorrowed(const ImageView<const std::uint16_t>& full, DisparityMap& ha
         const std::uint16_t* disparity = half.disparity.row(v);
         std::uint8_t* confidence = half.confidence.row(v);
         for (int u = 0; u < half.disparity.width(); ++u)
-            if (confidence[u] < kLeastBorrowed ||
-                !hasHole(above, below, 2 * u, std::min(2 * u + 1, full.width - 1)) ||
+            if (!hasHole(above, below, 2 * u, std::min(2 * u + 1, full.width - 1)) ||
+                confidence[u] < kLeastBorrowed ||
                 hasOtherSurface(full, 2 * u, 2 * v, 2 * disparity[u]))
                 confidence[u] = 0;
     }
@@ -48,21 +50,32 @@ void chooseBorrowed(const ImageView<const std::uint16_t>& full, DisparityMap& ha
 
 void borrowRows(const DisparityMap& half, DisparityMap& full, std::uint16_t* upscaled, int begin,
                 int end) {
-    const int width = full.disparity.width();
+    const int width = full.disparity.width(), offers = half.confidence.width();
     for (int y = begin; y < end; ++y) {
         const std::uint8_t* offered = half.confidence.row(y / 2);
-        const int count = half.confidence.width();
-        if (std::all_of(offered, offered + count, [](std::uint8_t c) { return c == 0; }))
+        const auto none = [](std::uint8_t c) { return c == 0; };
+        if (std::all_of(offered, offered + offers, none))
             continue;
         upscaleDisparityRow(half.disparity.view(), y, upscaled);
         std::uint16_t* disparity = full.disparity.row(y);
         std::uint8_t* confidence = full.confidence.row(y);
-        for (int x = 0; x < width; ++x) {
-            if (isDisparity(disparity[x]) || offered[x / 2] == 0 ||
-                upscaled[x] / kDisparityScale > x)
+        for (int u = 0; u < offers; ++u) {
+            // Offers are rare: eight at a time are passed over.
+            std::uint64_t eight = 1;
+            if (u + 8 <= offers)
+                std::memcpy(&eight, offered + u, sizeof eight);
+            if (eight == 0) {
+                u += 7;
                 continue;
-            disparity[x] = upscaled[x];
-            confidence[x] = static_cast<std::uint8_t>(offered[x / 2] * kBorrowedTrust / 64);
+            }
+            if (offered[u] == 0)
+                continue;
+            for (int x = 2 * u; x < std::min(2 * u + 2, width); ++x) {
+                if (isDisparity(disparity[x]) || upscaled[x] / kDisparityScale > x)
+                    continue;
+                disparity[x] = upscaled[x];
+                confidence[x] = static_cast<std::uint8_t>(offered[u] * kBorrowedTrust / 64);
+            }
         }
     }
 }
