@@ -6,6 +6,7 @@
 #include <cmath>
 #include <random>
 
+#include "camera/base/parallel.h"
 #include "camera/detection/ground_profile.h"
 
 namespace kova::camera {
@@ -64,7 +65,7 @@ void GroundFitter::findShadowed(const CellGrid& grid, const GroundModel& model) 
     shadowed_.assign(cells, 0);
     const int side = kReachAcross / grid.columnPx();
     const int down = kReachDown / grid.binPx();
-    for (int column = 0; column < grid.columns(); ++column) {
+    parallelFor(grid.columns(), [&](int column) {
         const double u = grid.centreX(column);
         float foot = 0;  // disparity of the last thing above
         int left = 0;    // bins from its foot on
@@ -80,15 +81,15 @@ void GroundFitter::findShadowed(const CellGrid& grid, const GroundModel& model) 
             below_[cell] = left > 0;
             left -= left > 0 && s >= foot;
         }
-    }
-    for (int column = 0; column < grid.columns(); ++column) {
+    });
+    parallelFor(grid.columns(), [&](int column) {
         std::uint8_t* out = shadowed_.data() + grid.index(column, 0);
         const int last = std::min(grid.columns() - 1, column + side);
         for (int other = std::max(0, column - side); other <= last; ++other) {
             const std::uint8_t* from = below_.data() + grid.index(other, 0);
             for (int bin = 0; bin < grid.bins(); ++bin) out[bin] |= from[bin];
         }
-    }
+    });
 }
 
 void GroundFitter::collect(const CellGrid& grid) {

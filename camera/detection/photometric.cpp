@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kShifts[] = {-10, -5, 0, 5, 10};  // [1/16 px]
 constexpr int kFarShifts[] = {24, 32, 44, 58, 74, 100, 128};
-constexpr int kMostRowsElsewhere = 24;
+constexpr int kMostRowsElsewhere = 12;
 constexpr int kMinPixels = 8;
 constexpr float kLeastVariance = 1e-3f;
 
@@ -34,26 +34,49 @@ struct Sums {
     double residual() const { return left() + right() - 2 * both(); }
 };
 
-Sums sumRow(const std::uint8_t* left, const std::uint8_t* right, int width, int x_begin, int x_end,
-            int d16) {
-    // x - d = x + whole + part / 16
-    const int whole = -((d16 + 15) >> 4);
-    const int part = -d16 - 16 * whole;
-    const int first = std::max(x_begin, -whole);
-    const int last = std::min(x_end, width - 1 - whole);
-    std::uint32_t p = 0, q = 0, pp = 0, qq = 0, pq = 0;  // up to 258 pixels
-    for (int x = first; x < last; ++x) {
-        const std::uint32_t a = 16u * left[x];
-        const std::uint32_t b = static_cast<std::uint32_t>(right[x + whole] * (16 - part) +
-                                                           right[x + whole + 1] * part);
-        p += a, q += b;
-        pp += a * a, qq += b * b, pq += a * b;
+/// Pixels of both pictures that belong together, side by side, until there are enough to be added
+/// up at once: rows of a patch are shorter than a vector.
+class PixelPairs {
+public:
+    /// Adds a row's pixels that lie inside both pictures.
+    void add(const std::uint8_t* left, const std::uint8_t* right, int width, int x_begin, int x_end,
+             int d16, Sums& sums) {
+        // x - d = x + whole + part / 16
+        const int whole = -((d16 + 15) >> 4);
+        const int part = -d16 - 16 * whole;
+        int first = std::max(x_begin, -whole);
+        const int last = std::min(x_end, width - 1 - whole);
+        while (first < last) {
+            const int count = std::min(last - first, kMost - count_);
+            const std::uint8_t* l = left + first;
+            const std::uint8_t* r = right + first + whole;
+            for (int i = 0; i < count; ++i) {
+                p_[count_ + i] = static_cast<std::int16_t>(16 * l[i]);
+                q_[count_ + i] = static_cast<std::int16_t>(r[i] * (16 - part) + r[i + 1] * part);
+            }
+            count_ += count;
+            first += count;
+            if (count_ == kMost)
+                flush(sums);
+        }
     }
-    Sums sums;
-    sums.n = std::max(0, last - first);
-    sums.p = p, sums.q = q, sums.pp = pp, sums.qq = qq, sums.pq = pq;
-    return sums;
-}
+
+    void flush(Sums& sums) {
+        // Products of 16 bits that are added in 32: what every CPU has an instruction for.
+        std::int32_t p = 0, q = 0, pp = 0, qq = 0, pq = 0;
+        for (int i = 0; i < count_; ++i) {
+            p += p_[i], q += q_[i];
+            pp += p_[i] * p_[i], qq += q_[i] * q_[i], pq += p_[i] * q_[i];
+        }
+        sums.add({count_, p, q, pp, qq, pq});
+        count_ = 0;
+    }
+
+private:
+    static constexpr int kMost = 128;  ///< 128 * (16 * 255)^2 is below 2^31
+    std::int16_t p_[kMost], q_[kMost];
+    int count_ = 0;
+};
 
 }  // namespace
 
@@ -61,15 +84,18 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
                     const ImageView<const std::uint8_t>& right, int x_begin, int x_end,
                     const RowHypothesis* rows, int count, bool elsewhere, PhotometricFit& fit) {
     fit = PhotometricFit();
+    PixelPairs pairs;
     for (const int shift : kShifts) {
         Sums all, compared;
         for (int i = 0; i < count; ++i) {
-            const Sums sums = sumRow(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin,
-                                     x_end, rows[i].d16 + shift);
-            all.add(sums);
-            if (rows[i].compared)
-                compared.add(sums);
+            Sums& sums = rows[i].compared ? compared : all;
+            if (i > 0 && rows[i].compared != rows[i - 1].compared)
+                pairs.flush(rows[i].compared ? all : compared);
+            pairs.add(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin, x_end,
+                      rows[i].d16 + shift, sums);
         }
+        pairs.flush(count > 0 && rows[count - 1].compared ? compared : all);
+        all.add(compared);
         if (all.n < kMinPixels)
             continue;
         const auto residual = static_cast<float>(all.residual());
@@ -92,8 +118,9 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
         for (const int shift : {-far, far}) {
             Sums sums;
             for (int i = 0; i < count; i += step)
-                sums.add(sumRow(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin,
-                                x_end, rows[i].d16 + shift));
+                pairs.add(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin, x_end,
+                          rows[i].d16 + shift, sums);
+            pairs.flush(sums);
             if (sums.n < kMinPixels)
                 continue;
             const auto residual = static_cast<float>(sums.residual());

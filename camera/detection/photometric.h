@@ -17,7 +17,7 @@ struct PhotometricFit {
     float residual = 0;           ///< mean squared difference, means removed [grey levels^2]
     float correlation = 0;        ///< normalised cross-correlation, -1..1
     float compared_residual = 0;  ///< as `residual`, of the compared rows alone
-    /// Least residual 1.5 to 8 px away, of at most 24 of the rows: one as small as `residual` means
+    /// Least residual 1.5 to 8 px away, of at most 12 of the rows: one as small as `residual` means
     /// that the patch would fit there as well.
     float elsewhere_residual = 0;
     int pixels = 0;  ///< inside both pictures

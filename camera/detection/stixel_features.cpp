@@ -11,7 +11,7 @@ namespace kova::camera {
 namespace {
 
 /// More rows say little more, as neighbouring ones are alike.
-constexpr int kMostRows = 48;
+constexpr int kMostRows = 24;
 constexpr float kNoise = 2;  ///< about the variance of the difference of two pixels [grey levels^2]
 constexpr float kMinGroundDisparity = 0.3f;
 
