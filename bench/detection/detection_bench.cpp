@@ -115,7 +115,7 @@ public:
         rig.height = options_.height;
         rig.seed = seed;
         rig.noise_scale = options_.noise;
-        camera::SequenceOptions sequence_options;
+        camera::SimulatedSequenceOptions sequence_options;
         sequence_options.start_s = share * group_.latest_start_s;
         camera::SimulatedSequence sequence(
             camera::Renderer(std::move(scene.value()), camera::makeRig(rig)), sequence_options);

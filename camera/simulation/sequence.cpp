@@ -47,7 +47,7 @@ Status encodeJpeg(const std::vector<std::uint8_t>& grey, int width, int height, 
     return {};
 }
 
-SimulatedSequence::SimulatedSequence(Renderer renderer, const SequenceOptions& options)
+SimulatedSequence::SimulatedSequence(Renderer renderer, const SimulatedSequenceOptions& options)
     : renderer_(std::move(renderer)),
       options_(options),
       film_(renderer_.rig()),

@@ -9,7 +9,7 @@
 
 namespace kova::camera {
 
-struct SequenceOptions {
+struct SimulatedSequenceOptions {
     bool jpeg = false;      ///< 4:2:2, as USB cameras deliver it
     int jpeg_quality = 85;  ///< 1 to 100
     bool has_imu = true;
@@ -22,7 +22,7 @@ struct SequenceOptions {
 /// the light with a lag, the inertial samples lie between the frames.
 class SimulatedSequence {
 public:
-    SimulatedSequence(Renderer renderer, const SequenceOptions& options);
+    SimulatedSequence(Renderer renderer, const SimulatedSequenceOptions& options);
 
     const StreamInfo& stream() const { return stream_; }
     const CameraInfo& camera() const { return camera_; }
@@ -37,7 +37,7 @@ public:
 
 private:
     Renderer renderer_;
-    SequenceOptions options_;
+    SimulatedSequenceOptions options_;
     StreamInfo stream_;
     CameraInfo camera_;
     Film film_;

@@ -132,7 +132,7 @@ camera::Status SimulateCommand::simulate() {
     rig.residual = !no_residual_;
     rig.lens_distortion = distorted_;
     rig.noise_scale = noise_scale_;
-    camera::SequenceOptions sequence_options;
+    camera::SimulatedSequenceOptions sequence_options;
     sequence_options.jpeg = jpeg_;
     sequence_options.jpeg_quality = jpeg_quality_;
     sequence_options.model = modelOf(model_);

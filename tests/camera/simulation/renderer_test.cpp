@@ -296,7 +296,7 @@ TEST(Intersect, ABushIsDenseInTheMiddleAndOpenAtItsRim) {
 
 TEST(SimulatedSequence, BeginsWhereItIsToldTo) {
     const auto firstFrame = [](double start_s, int skipped) {
-        SequenceOptions options;
+        SimulatedSequenceOptions options;
         options.start_s = start_s;
         SimulatedSequence sequence(makeRenderer("approach", 2, smallRig(true)), options);
         RawFrame frame;
