@@ -157,7 +157,7 @@ void GroundMapper::paintRow(const StixelContext& context, const ImageView<const 
                         out[x] = kMapObstacle;
                 continue;
             }
-            if (!showsSurface(grid, column, y / grid.binPx()))
+            if (!surface_[grid.index(column, y / grid.binPx())])
                 continue;
         }
         const int low = static_cast<int>((expected - offset - tolerance) * kDisparityScale);
@@ -175,6 +175,12 @@ void GroundMapper::run(const StixelContext& context, const StixelSearch& search,
                        const ImageView<const std::uint8_t>& left, DetectionFrame& frame) {
     labelRows(context, search, frame);
     dropSmallRegions(context);
+    const CellGrid& grid = *context.grid;
+    surface_.resize(grid.kind.size());
+    parallelFor(grid.columns(), [&](int column) {
+        for (int bin = 0; bin < grid.bins(); ++bin)
+            surface_[grid.index(column, bin)] = showsSurface(grid, column, bin);
+    });
     constexpr int kRowsPerTask = 32;
     const int tasks = (frame.height + kRowsPerTask - 1) / kRowsPerTask;
     const int bottom = frame.height - context.stixels.crop_bottom;

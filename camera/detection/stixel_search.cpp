@@ -260,6 +260,10 @@ void StixelSearch::Scratch::lyingSurfaces(int t) {
     row.sky = sum(std::min({below.sky, below.ground + kNewSegment, best_raised + kNewSegment,
                             best_object + kNewSegment}),
                   skyCost(t));
+    if (column.ground[t] < 0) {  // above the horizon nothing lies
+        row.raised.fill(kNever);
+        return;
+    }
     for (int j = 0; j < kRaised; ++j) {
         float value = std::min(
             {below.raised[j], below.ground + kStep, best_object + kNewSegment + kRaisedAbove});
