@@ -7,6 +7,8 @@
 #include <limits>
 #include <sstream>
 
+#include "bench/grey_picture.h"
+
 namespace kova::bench {
 
 namespace {
@@ -22,14 +24,8 @@ Status missing(const std::string& path) {
             "cannot read " + path + "; see the layout in docs/bench.md"};
 }
 
-Status readGrey(const std::string& path, Image<std::uint8_t>& image) {
-    const cv::Mat grey = cv::imread(path, cv::IMREAD_GRAYSCALE);
-    if (grey.empty())
-        return missing(path);
-    image.resize(grey.cols, grey.rows);
-    for (int y = 0; y < grey.rows; ++y)
-        std::memcpy(image.row(y), grey.ptr(y), static_cast<std::size_t>(grey.cols));
-    return {};
+Status readPicture(const std::string& path, Image<std::uint8_t>& image) {
+    return readGrey(path, image) ? Status() : missing(path);
 }
 
 /// PFM as the data sets write it: little-endian, bottom row first, values in px whatever the scale
@@ -77,7 +73,7 @@ Status readTruth(const std::string& path, float scale, Image<float>& truth) {
 /// Removes what `mask` does not call visible in both eyes.
 Status applyMask(const std::string& path, Image<float>& truth) {
     Image<std::uint8_t> mask;
-    if (Status status = readGrey(path, mask); !status.ok())
+    if (Status status = readPicture(path, mask); !status.ok())
         return status;
     for (int y = 0; y < truth.height(); ++y)
         for (int x = 0; x < truth.width(); ++x)
@@ -169,9 +165,9 @@ camera::Result<std::vector<PairEntry>> readPairList(const std::string& path) {
 Status readTruePair(const std::string& folder, const PairEntry& entry, TruePair& pair) {
     const Files files = filesOf(folder, entry);
     pair.entry = entry;
-    Status status = readGrey(files.left, pair.left);
+    Status status = readPicture(files.left, pair.left);
     if (status.ok())
-        status = readGrey(files.right, pair.right);
+        status = readPicture(files.right, pair.right);
     if (status.ok())
         status = readTruth(files.truth, files.scale, pair.truth);
     if (status.ok() && !files.mask.empty())

@@ -21,7 +21,7 @@ struct DetectionBenchOptions {
     bool align_rows = true;           ///< as the pipeline does by default
     bool explain = false;             ///< a line per miss and false alarm on standard error
     std::string cache;                ///< folder that keeps the rendered drives; empty: none
-    bool fit = false;                 ///< collect what stixels are judged by, see below
+    bool fit = false;                 ///< collect the report's samples too
     bool progress = false;            ///< a line per drive on standard error
 };
 

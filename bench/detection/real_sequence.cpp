@@ -1,12 +1,10 @@
 #include "bench/detection/real_sequence.h"
 
-#include <opencv2/imgcodecs.hpp>
-
 #include <algorithm>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 
+#include "bench/grey_picture.h"
 #include "camera/datasets/stereo_sequence.h"
 #include "camera/pipeline/pipeline.h"
 
@@ -18,16 +16,6 @@ namespace fs = std::filesystem;
 using camera::ErrorCode;
 using camera::Result;
 using camera::Status;
-
-bool readGrey(const fs::path& path, camera::Image<std::uint8_t>& image) {
-    const cv::Mat picture = cv::imread(path.string(), cv::IMREAD_GRAYSCALE);
-    if (picture.empty())
-        return false;
-    image.resize(picture.cols, picture.rows);
-    for (int y = 0; y < picture.rows; ++y)
-        std::memcpy(image.row(y), picture.ptr(y), static_cast<std::size_t>(picture.cols));
-    return true;
-}
 
 RealFrame judgedPart(const camera::DetectionFrame& frame) {
     RealFrame out;

@@ -1,9 +1,7 @@
-#include <opencv2/imgcodecs.hpp>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
+#include "bench/grey_picture.h"
 #include "bench/rectification/rows_bench.h"
 #include "camera/calibration/epipolar.h"
 #include "camera/datasets/stereo_sequence.h"
@@ -14,16 +12,6 @@ namespace kova::bench {
 using camera::Status;
 
 namespace {
-
-bool readGrey(const std::filesystem::path& path, camera::Image<std::uint8_t>& image) {
-    const cv::Mat picture = cv::imread(path.string(), cv::IMREAD_GRAYSCALE);
-    if (picture.empty())
-        return false;
-    image.resize(picture.cols, picture.rows);
-    for (int y = 0; y < picture.rows; ++y)
-        std::memcpy(image.row(y), picture.ptr(y), static_cast<std::size_t>(picture.cols));
-    return true;
-}
 
 /// Share of the pixels that are measured.
 double density(const camera::DisparityMap& map) {

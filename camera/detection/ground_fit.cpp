@@ -61,7 +61,7 @@ int gradientBins(const CellGrid& grid) {
 /// and below that, and beside it. There the matcher puts the ground up to a pixel too near.
 void GroundFitter::findShadowed(const CellGrid& grid, const GroundModel& model) {
     const std::size_t cells = static_cast<std::size_t>(grid.columns()) * grid.bins();
-    below_.assign(cells, 0);
+    below_.resize(cells);
     shadowed_.assign(cells, 0);
     const int side = kReachAcross / grid.columnPx();
     const int down = kReachDown / grid.binPx();

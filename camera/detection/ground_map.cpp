@@ -138,9 +138,9 @@ void GroundMapper::paintRow(const StixelContext& context, const ImageView<const 
         float tolerance;
         std::uint8_t value;
         if (label == kGround) {
-            const double u = grid.centreX(column);
-            const float s = static_cast<float>(ground.planeAt(u, y));
-            expected = ground.flat ? s : ground.inColumn(u).groundOf(s);
+            const GroundModel& surface = in_column_[static_cast<std::size_t>(column)];
+            const float s = static_cast<float>(surface.planeAt(grid.centreX(column), y));
+            expected = surface.groundOf(s);
             // A pixel is noisier than a cell; higher than the foot of an obstacle is not ground.
             const float foot = context.obstacles.obstacle_foot_height * kUnit10mInMm;
             tolerance =
@@ -177,7 +177,10 @@ void GroundMapper::run(const StixelContext& context, const StixelSearch& search,
     dropSmallRegions(context);
     const CellGrid& grid = *context.grid;
     surface_.resize(grid.kind.size());
+    in_column_.resize(static_cast<std::size_t>(grid.columns()));
     parallelFor(grid.columns(), [&](int column) {
+        in_column_[static_cast<std::size_t>(column)] =
+            context.ground->model.inColumn(grid.centreX(column));
         for (int bin = 0; bin < grid.bins(); ++bin)
             surface_[grid.index(column, bin)] = showsSurface(grid, column, bin);
     });

@@ -28,7 +28,8 @@ private:
     std::vector<std::int32_t> labels_;
     std::vector<std::int32_t> region_;
     std::vector<std::int32_t> stack_;
-    std::vector<std::uint8_t> surface_;  ///< per cell: the picture shows more than noise
+    std::vector<GroundModel> in_column_;  ///< the ground in each column
+    std::vector<std::uint8_t> surface_;   ///< per cell: the picture shows more than noise
     int height_ = 0;
 };
 

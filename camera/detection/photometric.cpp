@@ -22,7 +22,7 @@ struct Sums {
         n += other.n, p += other.p, q += other.q;
         pp += other.pp, qq += other.qq, pq += other.pq;
     }
-    /// n^2 times the covariance [grey levels^2].
+    /// Covariance [grey levels^2].
     double covariance(std::int64_t xy, std::int64_t x, std::int64_t y) const {
         return (static_cast<double>(n) * static_cast<double>(xy) -
                 static_cast<double>(x) * static_cast<double>(y)) /
@@ -84,17 +84,17 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
                     const ImageView<const std::uint8_t>& right, int x_begin, int x_end,
                     const RowHypothesis* rows, int count, bool elsewhere, PhotometricFit& fit) {
     fit = PhotometricFit();
-    PixelPairs pairs;
+    PixelPairs pairs, compared_pairs;
     for (const int shift : kShifts) {
         Sums all, compared;
         for (int i = 0; i < count; ++i) {
-            Sums& sums = rows[i].compared ? compared : all;
-            if (i > 0 && rows[i].compared != rows[i - 1].compared)
-                pairs.flush(rows[i].compared ? all : compared);
-            pairs.add(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin, x_end,
-                      rows[i].d16 + shift, sums);
+            const bool both = rows[i].compared;
+            (both ? compared_pairs : pairs)
+                .add(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin, x_end,
+                     rows[i].d16 + shift, both ? compared : all);
         }
-        pairs.flush(count > 0 && rows[count - 1].compared ? compared : all);
+        pairs.flush(all);
+        compared_pairs.flush(compared);
         all.add(compared);
         if (all.n < kMinPixels)
             continue;

@@ -96,8 +96,8 @@ void StixelSupport::run(const StixelJudge& judge, const std::vector<int>& first,
     for (int column = 0; column < columns; ++column) {
         for (int i = first[column]; i < first[column + 1]; ++i) {
             StixelCandidate& one = candidates[i];
-            const Group& group = groups_[one.group];
             if (!isJudged(one)) {
+                const Group& group = groups_[one.group];
                 one.kept = group.columns >= (one.edge ? kEdgeColumns : kTooNearColumns) &&
                            qualityOf(one) >= kEdgeQuality && group.evidence >= kGroupEvidence;
                 continue;
