@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "camera/detection/cell_grid.h"
+#include "camera/detection/ground_cells.h"
 #include "camera/detection/ground_model.h"
 
 namespace kova::camera {
@@ -28,11 +29,12 @@ struct GroundFit {
 };
 
 /// Fits the ground plane to a grid: RANSAC (Fischler and Bolles, 1981) with a fixed seed, two-point
-/// samples with a drawn roll beside three-point ones, then reweighted least squares (Tukey's
-/// biweight), weighted by confidence. Priors are soft: gravity with a sigma of 2 degrees, without
-/// it no roll with a sigma of 3, the tracked plane with 1.5 degrees and 5 % of height. Cells within
-/// the matcher's reach of something nearer, which are measured too near, hardly count. On the plane
-/// a longitudinal profile is found.
+/// samples with a drawn roll beside three-point ones, scored breadth first (preemptive: Nister,
+/// 2003), then reweighted least squares (Tukey's biweight), weighted by confidence. Priors are
+/// soft: gravity with a sigma of 2 degrees, without it no roll with a sigma of 3, the tracked plane
+/// with 1.5 degrees and 5 % of height; where nothing is found with the tracked plane, it is left
+/// out. Cells within the matcher's reach of something nearer, which are measured too near, hardly
+/// count. On the plane a longitudinal profile is found.
 ///
 /// "Not found" is the answer where a plane does not explain enough of the picture below its
 /// horizon, where much lies clearly below it, or where depths scatter about it without a peak.
@@ -43,27 +45,37 @@ public:
                   float min_support);
 
 private:
-    struct Sample {
-        float u, v, d;
-        float gradient;  ///< of the disparity down the column [px/px]
-        float weight;
-        std::uint32_t cell;
+    /// Planes are scored on a part of the cells; a list per measure, whole groups.
+    struct Scored {
+        std::vector<float> u, v, d, gradient, weight;
+        std::vector<std::uint32_t> ground_like;  ///< those whose disparity grows downwards
+        std::size_t first = 0;                   ///< so many are a fair part of the picture
     };
-    void collect(const CellGrid& grid);
-    void findShadowed(const CellGrid& grid, const GroundModel& model);
-    /// @return 0 for what is clearly below `to_beat`
-    float score(const GroundModel& model, const GroundPrior& prior, float to_beat) const;
-    GroundModel search(const RectifiedGeometry& geometry, const GroundPrior& prior,
-                       float& best) const;
+    struct Trial {
+        GroundModel model;
+        float agreement = 1;  ///< with the priors
+        float score = 0;
+    };
+    /// What speaks for and against a ground.
+    struct Evidence {
+        float inliers = 0, below = 0, near_weight = 0, near_squares = 0;
+        int cells = 0, top = 0, bottom = 0;
+    };
+    GroundFit fitCells(const CellGrid& grid, const RectifiedGeometry& geometry,
+                       const GroundPrior& prior, float min_support);
+    void chooseScored(const CellGrid& grid);
+    float score(const GroundModel& model, std::size_t begin, std::size_t end) const;
+    void draw(const RectifiedGeometry& geometry, const GroundPrior& prior);
+    bool search(const RectifiedGeometry& geometry, const GroundPrior& prior, GroundModel& best);
     void refine(const CellGrid& grid, const RectifiedGeometry& geometry, const GroundPrior& prior,
                 GroundModel& model);
-    void judge(const CellGrid& grid, float min_support, GroundFit& fit) const;
+    void judgeColumn(const GroundModel& model, int column, Evidence& evidence) const;
+    void judge(const CellGrid& grid, float min_support, GroundFit& fit);
 
-    std::vector<std::uint8_t> below_;         ///< of each cell: within reach below what is nearer
-    std::vector<std::uint8_t> shadowed_;      ///< or beside that
-    std::vector<Sample> samples_;             ///< every measured cell
-    std::vector<std::uint32_t> ground_like_;  ///< samples whose disparity grows downwards
-    std::vector<Sample> scored_;              ///< a thinned set of all samples
+    GroundCells cells_;
+    Scored scored_;
+    std::vector<Trial> trials_;
+    std::vector<Evidence> evidence_;  ///< of each column
 };
 
 }  // namespace kova::camera

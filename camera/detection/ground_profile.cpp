@@ -6,13 +6,16 @@
 #include <array>
 #include <cmath>
 
+#include "camera/base/parallel.h"
+
 namespace kova::camera {
 
 namespace {
 
 constexpr int kKnots = GroundModel::kKnots;
 constexpr int kColumnStep = 2;
-constexpr int kBins = 40;  // of plane disparity, evenly in its logarithm
+constexpr int kVoters = 4;  // side by side; the sums do not depend on the threads
+constexpr int kBins = 40;   // of plane disparity, evenly in its logarithm
 constexpr int kBinsPerShare = 8;
 constexpr int kStates = 41;
 constexpr float kLowest = -6;  // offset of state 0 [px]
@@ -54,7 +57,8 @@ struct Ramp {
 struct Votes {
     std::array<std::array<float, kStates>, kBins> of{};
     std::array<float, kBins> all{};
-    std::array<float, kBins> centre{};  ///< plane disparity [px]
+    std::array<float, kBins> centre{};   ///< plane disparity [px]
+    std::array<float, kBins> nearest{};  ///< largest plane disparity [px]
 
     float at(int bin, float offset) const {
         const float position = (offset - kLowest) / kStep;
@@ -66,54 +70,52 @@ struct Votes {
     }
 };
 
-/// Calls body(u, s, d, gradient, weight) for the measured cells below the horizon of every other
-/// column: neighbours say much the same.
+/// Calls body(s, d, gradient, weight) for the measured cells of a column below the horizon, from
+/// the far ones on.
 template <typename Body>
-void forEachCell(const CellGrid& grid, const GroundModel& model, const Body& body) {
-    const int reach = std::max(1, 8 / grid.binPx());
-    for (int column = 0; column < grid.columns(); column += kColumnStep) {
-        const double u = grid.centreX(column);
-        for (int bin = reach; bin + reach < grid.bins(); ++bin) {
-            const std::size_t cell = grid.index(column, bin);
-            if (grid.kind[cell] != CellKind::kMeasured ||
-                grid.kind[cell - reach] != CellKind::kMeasured ||
-                grid.kind[cell + reach] != CellKind::kMeasured)
-                continue;
-            const float s = static_cast<float>(model.planeAt(u, grid.centreY(bin)));
-            if (s < kFarthest)
-                continue;
-            const float gradient = (grid.disparity[cell + reach] - grid.disparity[cell - reach]) /
-                                   static_cast<float>(2 * reach * grid.binPx());
-            body(u, s, grid.disparity[cell], gradient,
-                 kColumnStep * grid.weight[cell] * grid.confidence[cell]);
-        }
+void forEachCell(const GroundCells& cells, const GroundModel& model, int column, const Body& body) {
+    const int reach = cells.gradientReach();
+    const auto b = static_cast<float>(model.b);
+    const auto above = static_cast<float>(model.a * cells.u(column) + model.c);
+    const float* v = cells.v();
+    const float* d = cells.disparity(column);
+    const float* gradient = cells.gradient(column);
+    const float* weight = cells.weight(column);
+    for (int bin = cells.firstBin(column, model, kFarthest); bin < cells.bins(); ++bin) {
+        const float s = above + b * v[bin];
+        if ((weight[bin] > 0) & (weight[bin - reach] > 0) & (weight[bin + reach] > 0) &
+            (s >= kFarthest))
+            body(s, d[bin], gradient[bin], kColumnStep * weight[bin]);
     }
 }
 
-Votes collectVotes(const CellGrid& grid, const GroundModel& model, float nearest) {
-    Votes votes;
-    const float log_ratio = std::log(kFarthest / nearest) / kBins;
-    for (int bin = 0; bin < kBins; ++bin)
-        votes.centre[bin] = nearest * std::exp(log_ratio * (static_cast<float>(bin) + 0.5f));
+/// The votes of some columns.
+void vote(const GroundCells& cells, const GroundModel& model, int column, Votes& votes) {
     const auto b = static_cast<float>(model.b);
-    forEachCell(grid, model, [&](double, float s, float d, float gradient, float weight) {
+    int bin = kBins - 1;
+    forEachCell(cells, model, column, [&](float s, float d, float gradient, float weight) {
         if (gradient < 0.3f * b || gradient > 3 * b)
             return;
-        const int bin =
-            std::clamp(static_cast<int>(std::log(s / nearest) / log_ratio), 0, kBins - 1);
+        while (bin > 0 && s > votes.nearest[bin]) --bin;
         // A vote is as wide as the tolerance.
         const float tolerance = std::max(groundTolerance(s), kStep);
-        const int low = static_cast<int>(std::ceil((d - s - tolerance - kLowest) / kStep));
-        const int high = static_cast<int>(std::floor((d - s + tolerance - kLowest) / kStep));
-        for (int state = std::max(low, 0); state <= std::min(high, kStates - 1); ++state) {
-            const float t = (d - s - (kLowest + kStep * static_cast<float>(state))) / tolerance;
-            votes.of[bin][state] += weight * (1 - t * t);
+        const float low = (d - s - tolerance - kLowest) / kStep;
+        const float high = (d - s + tolerance - kLowest) / kStep;
+        if (high >= 0 && low <= kStates - 1) {
+            const int last = std::min(static_cast<int>(high), kStates - 1);
+            for (int state = std::max(0, static_cast<int>(std::ceil(low))); state <= last;
+                 ++state) {
+                const float t = (d - s - (kLowest + kStep * static_cast<float>(state))) / tolerance;
+                votes.of[bin][state] += weight * (1 - t * t);
+            }
         }
         votes.all[bin] += weight;
     });
-    // Every part has the same say, although the near ones fill most of the picture.
-    const float fewest =
-        kFewestCells * static_cast<float>(grid.columnPx() * grid.binPx()) / kPixelsPerSample;
+}
+
+/// Every part has the same say, although the near ones fill most of the picture.
+void shareOut(Votes& votes, float cell_px) {
+    const float fewest = kFewestCells * cell_px / kPixelsPerSample;
     for (int first = 0; first < kBins; first += kBinsPerShare) {
         float sum = 0;
         for (int bin = first; bin < first + kBinsPerShare; ++bin) sum += votes.all[bin];
@@ -123,7 +125,30 @@ Votes collectVotes(const CellGrid& grid, const GroundModel& model, float nearest
             votes.all[bin] *= scale;
         }
     }
-    return votes;
+}
+
+/// Of every other column: neighbours say much the same.
+void collectVotes(const GroundCells& cells, const GroundModel& model, float nearest,
+                  std::array<Votes, kVoters>& parts) {
+    const float log_ratio = std::log(kFarthest / nearest) / kBins;
+    Votes& votes = parts[0];
+    for (int bin = 0; bin < kBins; ++bin) {
+        votes.nearest[bin] = nearest * std::exp(log_ratio * static_cast<float>(bin));
+        votes.centre[bin] = nearest * std::exp(log_ratio * (static_cast<float>(bin) + 0.5f));
+    }
+    for (Votes& part : parts) part.nearest = votes.nearest;
+    parallelFor(kVoters, [&](int part) {
+        for (int column = kColumnStep * part; column < cells.columns();
+             column += kColumnStep * kVoters)
+            vote(cells, model, column, parts[part]);
+    });
+    for (int part = 1; part < kVoters; ++part)
+        for (int bin = 0; bin < kBins; ++bin) {
+            votes.all[bin] += parts[part].all[bin];
+            for (int state = 0; state < kStates; ++state)
+                votes.of[bin][state] += parts[part].of[bin][state];
+        }
+    shareOut(votes, static_cast<float>(cells.columnPx() * cells.binPx()));
 }
 
 /// What a ramp from the bin `first` on gains over the plane; nothing where it is not seen all
@@ -155,19 +180,27 @@ float gainOf(const Votes& votes, const Ramp& ramp, int first) {
     return instead && all_along && alone ? gain : 0;
 }
 
-/// The ramp that gains most over the plane.
-float bestRamp(const Votes& votes, const GroundModel& model, double fb, Ramp& best) {
-    float best_gain = 0;
+/// The ramp that gains most over the plane, if it gains `needed`.
+float bestRamp(const Votes& votes, const GroundModel& model, double fb, float needed, Ramp& best) {
+    // No ramp from here on gains more.
+    std::array<float, kBins + 1> most{};
+    for (int bin = kBins - 1; bin >= 0; --bin)
+        most[bin] = most[bin + 1] + *std::max_element(votes.of[bin].begin(), votes.of[bin].end()) -
+                    votes.at(bin, 0);
+    float best_gain = needed;
     for (int first = kFirstKnee; first <= kLastKnee; ++first) {
         const float knee = 0.5f * (votes.centre[first - 1] + votes.centre[first]);
         const auto far = static_cast<float>(fb / (knee * model.height_mm));
         for (int i = 0; i < 2 * kSlopes; ++i) {
             const float slope = kLeastSlope + kSlopeStep * static_cast<float>(i / 2);
             const float stretch = 1 + (i % 2 ? slope : -slope) * far;
+            const float cost = 0.02f + 0.2f * slope;
+            if (most[first] - cost <= best_gain)
+                break;
             if (stretch < 0.1f)
                 continue;  // falls away from the line of sight
             const Ramp ramp = {knee, 1 - 1 / stretch};
-            const float gain = gainOf(votes, ramp, first) - 0.02f - 0.2f * slope;
+            const float gain = gainOf(votes, ramp, first) - cost;
             if (gain > best_gain) {
                 best_gain = gain;
                 best = ramp;
@@ -196,26 +229,29 @@ float bestStep(const Votes& votes, const GroundModel& model) {
 
 /// The plane d = s + p + q s + r x behind the knee, x = (u - cx) / fx, by reweighted least squares
 /// (Tukey's biweight); false where there is none.
-bool refineRamp(const CellGrid& grid, const RectifiedGeometry& geometry, const GroundModel& model,
-                Eigen::Vector3d& plane) {
+bool refineRamp(const GroundCells& cells, const RectifiedGeometry& geometry,
+                const GroundModel& model, Eigen::Vector3d& plane) {
     for (int iteration = 0; iteration < 4; ++iteration) {
         Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
         Eigen::Vector3d side = Eigen::Vector3d::Zero();
         const double up = plane[1] < 0 ? 1 : -1;
         const double wide = iteration < 2 ? 1.5 : 1;
         const float min_gradient = 0.3f * static_cast<float>(model.b * (1 + plane[1]));
-        forEachCell(grid, model, [&](double u, float s, float d, float gradient, float weight) {
-            const Eigen::Vector3d row(1, s, (u - geometry.cx) / geometry.fx);
-            const double offset = row.dot(plane);
-            if (up * offset <= 0 || gradient < min_gradient || s + offset < kFarthestFall)
-                return;
-            const double t = (d - s - offset) / (wide * groundTolerance(s));
-            if (std::fabs(t) >= 1)
-                return;
-            const double w = weight * (1 - t * t) * (1 - t * t);
-            matrix += w * row * row.transpose();
-            side += w * (d - s) * row;
-        });
+        for (int column = 0; column < cells.columns(); column += kColumnStep) {
+            const double x = (cells.u(column) - geometry.cx) / geometry.fx;
+            forEachCell(cells, model, column, [&](float s, float d, float gradient, float weight) {
+                const Eigen::Vector3d row(1, s, x);
+                const double offset = row.dot(plane);
+                if (up * offset <= 0 || gradient < min_gradient || s + offset < kFarthestFall)
+                    return;
+                const double t = (d - s - offset) / (wide * groundTolerance(s));
+                if (std::fabs(t) >= 1)
+                    return;
+                const double w = weight * (1 - t * t) * (1 - t * t);
+                matrix += w * row * row.transpose();
+                side += w * (d - s) * row;
+            });
+        }
         // The angle is a matter of luck, up to 10 degrees or so.
         const double sure = 1 / (kTurnSigma * kTurnSigma * plane[0] * plane[0]);
         matrix(2, 2) += sure;
@@ -232,28 +268,30 @@ bool refineRamp(const CellGrid& grid, const RectifiedGeometry& geometry, const G
 
 }  // namespace
 
-void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
+void fitGroundProfile(const GroundCells& cells, const RectifiedGeometry& geometry,
                       const GroundModel* previous, GroundModel& model) {
     model.flat = true;
     model.knot_offset.fill(0);
     model.stretch = 1;
     model.stretch_per_px = 0;
     float nearest = 0;
-    for (const int column : {0, grid.columns() / 2, grid.columns() - 1})
-        nearest = std::max(nearest, static_cast<float>(model.planeAt(
-                                        grid.centreX(column), grid.centreY(grid.bins() - 1))));
+    for (const int column : {0, cells.columns() / 2, cells.columns() - 1})
+        nearest = std::max(nearest, static_cast<float>(model.planeAt(cells.u(column),
+                                                                     cells.v()[cells.bins() - 1])));
     if (nearest < 4 * kFarthest)
         return;
-    const Votes votes = collectVotes(grid, model, nearest);
+    std::array<Votes, kVoters> parts;
+    collectVotes(cells, model, nearest, parts);
+    const Votes& votes = parts[0];
     Ramp ramp;
     const double fb = geometry.fx * geometry.baseline_mm;
-    const float gain = bestRamp(votes, model, fb, ramp);
     // A profile that was there is given up less easily than a new one is believed.
     const float needed = (previous && !previous->flat ? 0.5f : 1.0f) * kMinGain;
-    if (gain < needed || gain < bestStep(votes, model))
+    const float gain = bestRamp(votes, model, fb, needed, ramp);
+    if (gain <= needed || gain < bestStep(votes, model))
         return;
     Eigen::Vector3d plane(ramp.rate * ramp.knee, -ramp.rate, 0);
-    if (!refineRamp(grid, geometry, model, plane))
+    if (!refineRamp(cells, geometry, model, plane))
         return;
     const auto knee = static_cast<float>(-plane[0] / plane[1]);
     if (knee > 0.95f * nearest || knee < 1.2f * kFarthest)

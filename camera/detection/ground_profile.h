@@ -1,15 +1,9 @@
 #pragma once
 
-#include "camera/detection/cell_grid.h"
+#include "camera/detection/ground_cells.h"
 #include "camera/detection/ground_model.h"
 
 namespace kova::camera {
-
-/// How far a cell may lie from the ground and still belong to it [px]: matching noise and the
-/// unevenness of real floors.
-constexpr float groundTolerance(float s) {
-    return 0.5f + 0.02f * s;
-}
 
 /// Finds the longitudinal profile on a fitted plane: level up to a knee, then a ramp up or down.
 /// Knee and slope are those that most of the cells that look like ground lie on, in a histogram by
@@ -20,7 +14,7 @@ constexpr float groundTolerance(float s) {
 ///
 /// @param previous  ground of the frame before: a ramp that was there is believed sooner; null:
 /// none
-void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
+void fitGroundProfile(const GroundCells& cells, const RectifiedGeometry& geometry,
                       const GroundModel* previous, GroundModel& model);
 
 }  // namespace kova::camera

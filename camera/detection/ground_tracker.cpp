@@ -43,12 +43,7 @@ GroundEstimate GroundTracker::update(const CellGrid& grid, const RectifiedGeomet
         prior.has_track = true;
         prior.track = last_;
     }
-    GroundFit fit = fitter_.fit(grid, geometry, prior, min_support);
-    if (!fit.found && prior.has_track) {
-        // The track may be what is wrong.
-        prior.has_track = false;
-        fit = fitter_.fit(grid, geometry, prior, min_support);
-    }
+    const GroundFit fit = fitter_.fit(grid, geometry, prior, min_support);
 
     GroundEstimate estimate;
     if (fit.found) {

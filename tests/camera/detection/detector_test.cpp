@@ -404,6 +404,9 @@ TEST(Detector, TheSameInputGivesTheSameOnAnyNumberOfThreads) {
     setThreadCount(3);
     scene.detectAlone(three);
     setThreadCount(0);
+    EXPECT_EQ(one.ground.model.a, three.ground.model.a);
+    EXPECT_EQ(one.ground.model.b, three.ground.model.b);
+    EXPECT_EQ(one.ground.model.c, three.ground.model.c);
     ASSERT_EQ(one.stixels.size(), three.stixels.size());
     for (std::size_t i = 0; i < one.stixels.size(); ++i) {
         EXPECT_EQ(one.stixels[i].disparity, three.stixels[i].disparity);
