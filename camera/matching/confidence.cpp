@@ -9,6 +9,8 @@
 
 #include "hwy/highway.h"
 
+#include "camera/matching/row_loop-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
 namespace HWY_NAMESPACE {
@@ -54,13 +56,9 @@ HWY_INLINE hn::Vec<D> scoreOf(D d, const std::uint16_t* const* rows, const std::
 /// The pixels [2, width - 2) of a row.
 void scoreRow(const std::uint16_t* const* rows, const std::uint8_t* best,
               const std::uint8_t* second, int width, std::uint16_t* out) {
-    const hn::ScalableTag<std::uint16_t> d;
-    const hn::CappedTag<std::uint16_t, 1> d1;
-    const int lanes = static_cast<int>(hn::Lanes(d));
-    int x = 2;
-    for (; x + lanes + 1 < width; x += lanes)
+    coverRow(hn::ScalableTag<std::uint16_t>(), 2, width - 2, [&](auto d, int x) HWY_ATTR {
         hn::StoreU(scoreOf(d, rows, best, second, x), d, out + x);
-    for (; x + 2 < width; ++x) hn::StoreU(scoreOf(d1, rows, best, second, x), d1, out + x);
+    });
 }
 
 }  // namespace
@@ -102,27 +100,27 @@ void rateRows(const ImageView<const std::uint16_t>& disparity, const sgm::Winner
               const ConfidenceTable& table, const ImageView<std::uint8_t>& confidence, int begin,
               int end) {
     const int width = disparity.width, height = disparity.height;
-    constexpr int kChunk = 512;
-    std::uint16_t scores[kChunk + 64];
+    constexpr int kChunk = 512, kSide = 2;
+    std::uint16_t scores[kChunk], outside[kChunk];
+    std::fill(outside, outside + kChunk, kInvalidDisparity);
     std::array<std::uint8_t, 257> worth{};  // the last one is of pixels without a disparity
     std::copy(table.begin(), table.end(), worth.begin());
     for (int y = begin; y < end; ++y) {
         std::uint8_t* out = confidence.row(y);
-        if (y < 2 || y + 2 >= height || width < 5) {
-            for (int x = 0; x < width; ++x) out[x] = rateReference(disparity, winners, table, x, y);
-            continue;
-        }
-        for (int x = 0; x < 2; ++x) {
-            out[x] = rateReference(disparity, winners, table, x, y);
-            out[width - 1 - x] = rateReference(disparity, winners, table, width - 1 - x, y);
-        }
         const std::uint8_t *best = winners.best.row(y), *second = winners.second.row(y);
-        for (int x0 = 0; x0 + 4 < width; x0 += kChunk - 4) {
+        for (int x0 = 0; x0 + 2 * kSide < width; x0 += kChunk - 2 * kSide) {
             const int count = std::min(kChunk, width - x0);
             const std::uint16_t* rows[5];
-            for (int j = 0; j < 5; ++j) rows[j] = disparity.row(y + j - 2) + x0;
+            for (int j = 0; j < 5; ++j) {
+                const int v = y + j - 2;
+                rows[j] = v >= 0 && v < height ? disparity.row(v) + x0 : outside;
+            }
             HWY_DYNAMIC_DISPATCH(scoreRow)(rows, best + x0, second + x0, count, scores);
-            for (int i = 2; i < count - 2; ++i) out[x0 + i] = worth[scores[i]];
+            for (int i = kSide; i < count - kSide; ++i) out[x0 + i] = worth[scores[i]];
+        }
+        for (int x = 0; x < std::min(kSide, width); ++x) {
+            out[x] = rateReference(disparity, winners, table, x, y);
+            out[width - 1 - x] = rateReference(disparity, winners, table, width - 1 - x, y);
         }
     }
 }

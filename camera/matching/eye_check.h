@@ -11,9 +11,12 @@ namespace kova::camera {
 /// @param disparity       1/16 px, in and out; what fails becomes kInvalidDisparity
 /// @param cost            of each winner
 /// @param max_difference  [1/16 px]
-/// @param width           at most 65536
-/// @param claims          working memory of `width` + 1 elements
+/// @param held            working memory of `width` + kClaimsBehind elements
 void checkEyes(std::uint16_t* disparity, const std::uint8_t* cost, int width, int max_difference,
-               std::uint32_t* claims);
+               std::int32_t* held);
+
+/// Pixels without a partner claim one of so many elements behind the row: that is cheaper than a
+/// branch the processor cannot foresee.
+constexpr int kClaimsBehind = 16;
 
 }  // namespace kova::camera

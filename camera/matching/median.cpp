@@ -8,6 +8,8 @@
 
 #include "hwy/highway.h"
 
+#include "camera/matching/row_loop-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
 namespace HWY_NAMESPACE {
@@ -55,12 +57,8 @@ HWY_INLINE void medianOf(D d, const std::uint16_t* const* rows, int x, std::uint
 
 /// The pixels [1, width - 1) of a row.
 void medianRow(const std::uint16_t* const* rows, int width, std::uint16_t* out) {
-    const hn::ScalableTag<std::uint16_t> d;
-    const hn::CappedTag<std::uint16_t, 1> d1;
-    const int lanes = static_cast<int>(hn::Lanes(d));
-    int x = 1;
-    for (; x + lanes < width; x += lanes) medianOf(d, rows, x, out);
-    for (; x + 1 < width; ++x) medianOf(d1, rows, x, out);
+    coverRow(hn::ScalableTag<std::uint16_t>(), 1, width - 1,
+             [&](auto d, int x) HWY_ATTR { medianOf(d, rows, x, out); });
 }
 
 }  // namespace
@@ -88,17 +86,42 @@ std::uint16_t medianReference(const ImageView<const std::uint16_t>& in, int x, i
     return values[4];
 }
 
+namespace {
+
+/// So much of a row outside of the map is there at once.
+constexpr int kOutside = 256;
+
+/// A pixel of the first or last column, in the middle of three columns.
+std::uint16_t medianAtSide(const ImageView<const std::uint16_t>& in, int x, int y) {
+    std::uint16_t part[3][3];
+    const std::uint16_t* rows[3] = {part[0], part[1], part[2]};
+    for (int j = 0; j < 3; ++j)
+        for (int i = 0; i < 3; ++i) {
+            const int u = x + i - 1, v = y + j - 1;
+            const bool inside = u >= 0 && v >= 0 && u < in.width && v < in.height;
+            part[j][i] = inside ? in.at(u, v) : kInvalidDisparity;
+        }
+    std::uint16_t out[3];
+    HWY_DYNAMIC_DISPATCH(medianRow)(rows, 3, out);
+    return out[1];
+}
+
+}  // namespace
+
 void medianRows(const ImageView<const std::uint16_t>& in, const ImageView<std::uint16_t>& out,
                 int begin, int end) {
+    std::uint16_t outside[kOutside];
+    std::fill(outside, outside + kOutside, kInvalidDisparity);
     for (int y = begin; y < end; ++y) {
-        if (y == 0 || y + 1 == in.height) {
-            for (int x = 0; x < in.width; ++x) out.at(x, y) = medianReference(in, x, y);
-            continue;
+        const bool first = y == 0, last = y + 1 == in.height;
+        const int chunk = first || last ? std::min(kOutside, in.width) : in.width;
+        for (int x = 0; x + 2 < in.width; x += chunk - 2) {
+            const std::uint16_t* rows[3] = {first ? outside : in.row(y - 1) + x, in.row(y) + x,
+                                            last ? outside : in.row(y + 1) + x};
+            HWY_DYNAMIC_DISPATCH(medianRow)(rows, std::min(chunk, in.width - x), out.row(y) + x);
         }
-        const std::uint16_t* rows[3] = {in.row(y - 1), in.row(y), in.row(y + 1)};
-        HWY_DYNAMIC_DISPATCH(medianRow)(rows, in.width, out.row(y));
-        out.at(0, y) = medianReference(in, 0, y);
-        out.at(in.width - 1, y) = medianReference(in, in.width - 1, y);
+        out.at(0, y) = medianAtSide(in, 0, y);
+        out.at(in.width - 1, y) = medianAtSide(in, in.width - 1, y);
     }
 }
 

@@ -2,18 +2,21 @@
 
 #include <algorithm>
 
+#include "camera/base/parallel.h"
+
 namespace kova::camera::sgm {
 
 namespace {
 
-LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, int cell_y,
+/// @param y0, y1  rows of the cell in the full size
+LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, int y0, int y1,
                       const Search& search) {
     const LevelRange all{0, static_cast<std::uint16_t>(search.levels)};
     constexpr int kHalfCell = kCell / 2;
     const int x_begin = std::max(cell_x * kHalfCell - kNarrowNeighbourhood, 0);
     const int x_end = std::min((cell_x + 1) * kHalfCell + kNarrowNeighbourhood, half.width);
-    const int y_begin = std::max(cell_y * kHalfCell - kNarrowNeighbourhood, 0);
-    const int y_end = std::min((cell_y + 1) * kHalfCell + kNarrowNeighbourhood, half.height);
+    const int y_begin = std::max(y0 / 2 - kNarrowNeighbourhood, 0);
+    const int y_end = std::min((y1 + 1) / 2 + kNarrowNeighbourhood, half.height);
     // As far right as the first disparity of a row may lie.
     const int unseen_end = (search.min_disparity + search.levels) / 2;
     int counted = 0, failed = 0, least = kInvalidDisparity, most = -1;
@@ -46,11 +49,13 @@ LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, in
 
 void narrowSearch(const ImageView<const std::uint16_t>& half, int width, int height,
                   Search& search) {
-    const int columns = cellsFor(width), rows = cellsFor(height);
-    for (int y = 0; y < rows; ++y)
+    const int columns = cellsFor(width);
+    parallelFor(stripsFor(height), [&](int band) {
+        const int y0 = stripBegin(band, height), y1 = stripBegin(band + 1, height);
         for (int x = 0; x < columns; ++x)
-            search.ranges[static_cast<std::size_t>(y) * columns + x] =
-                narrowCell(half, x, y, search);
+            search.ranges[static_cast<std::size_t>(band) * columns + x] =
+                narrowCell(half, x, y0, y1, search);
+    });
 }
 
 }  // namespace kova::camera::sgm

@@ -3,11 +3,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include "camera/matching/strips.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "camera/matching/planes.cpp"
 #include "hwy/foreach_target.h"  // IWYU pragma: keep
 
 #include "hwy/highway.h"
+
+#include "camera/matching/row_loop-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera::sgm {
@@ -63,13 +67,13 @@ HWY_INLINE void softenAt(D d, const std::uint8_t* const* rows, int left, int x, 
 
 /// @param rows  above, this and below
 void softenRow(const std::uint8_t* const* rows, int width, std::uint8_t limit, std::uint8_t* out) {
-    const hn::ScalableTag<std::uint8_t> d;
     const hn::CappedTag<std::uint8_t, 1> d1;
-    const int lanes = static_cast<int>(hn::Lanes(d));
-    softenAt(d1, rows, 0, 0, std::min(1, width - 1), limit, out);
-    int x = 1;
-    for (; x + lanes < width; x += lanes) softenAt(d, rows, x - 1, x, x + 1, limit, out);
-    for (; x < width; ++x) softenAt(d1, rows, x - 1, x, std::min(x + 1, width - 1), limit, out);
+    const int last = width - 1;
+    camera::HWY_NAMESPACE::coverRow(
+        hn::ScalableTag<std::uint8_t>(), 1, last,
+        [&](auto d, int x) HWY_ATTR { softenAt(d, rows, x - 1, x, x + 1, limit, out); });
+    softenAt(d1, rows, 0, 0, std::min(1, last), limit, out);
+    softenAt(d1, rows, std::max(last - 1, 0), last, last, limit, out);
 }
 
 }  // namespace
@@ -100,29 +104,43 @@ void EyePlanes::resize(int width, int height, int reach) {
     left_ = (reach + 63) / 64 * 64;
     const int stride = left_ + (width + 63) / 64 * 64 + kRightReach;
     grey_.resize(stride, height);
+    around_.resize(stride, 2 * kReachRows * stripsFor(height));
     for (auto& plane : census_) plane.resize(stride, height);
 }
 
-void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int begin,
-                         int end) {
-    for (int y = begin; y < end; ++y) {
-        std::uint8_t* row = grey_.row(y);
-        if (soften > 0) {
-            const std::uint8_t* const rows[3] = {picture.row(std::max(y - 1, 0)), picture.row(y),
-                                                 picture.row(std::min(y + 1, height_ - 1))};
-            HWY_DYNAMIC_DISPATCH(softenRow)
-            (rows, width_, static_cast<std::uint8_t>(std::min(soften, 255)), row + left_);
-        } else {
-            std::memcpy(row + left_, picture.row(y), static_cast<std::size_t>(width_));
-        }
-        extendRow(row, left_, width_, grey_.stride());
+void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int y,
+                         std::uint8_t* row) const {
+    if (soften > 0) {
+        const std::uint8_t* const rows[3] = {picture.row(std::max(y - 1, 0)), picture.row(y),
+                                             picture.row(std::min(y + 1, height_ - 1))};
+        HWY_DYNAMIC_DISPATCH(softenRow)
+        (rows, width_, static_cast<std::uint8_t>(std::min(soften, 255)), row + left_);
+    } else {
+        std::memcpy(row + left_, picture.row(y), static_cast<std::size_t>(width_));
     }
+    extendRow(row, left_, width_, grey_.stride());
 }
 
-void EyePlanes::computeCensus(int begin, int end) {
+void EyePlanes::compute(const ImageView<const std::uint8_t>& picture, int soften, int strip) {
+    const int begin = stripBegin(strip, height_), end = stripBegin(strip + 1, height_);
+    for (int y = begin; y < end; ++y) copyGrey(picture, soften, y, grey_.row(y));
+    // The rows around it belong to other strips, which may not be there yet.
+    std::uint8_t *above[kReachRows], *below[kReachRows];
+    for (int i = 0; i < kReachRows; ++i) {
+        above[i] = around_.row(2 * kReachRows * strip + i);
+        below[i] = around_.row(2 * kReachRows * strip + kReachRows + i);
+        copyGrey(picture, soften, std::max(begin - kReachRows + i, 0), above[i]);
+        copyGrey(picture, soften, std::min(end + i, height_ - 1), below[i]);
+    }
+    const auto row = [&](int y) {
+        return (y < begin  ? above[y - begin + kReachRows]
+                : y >= end ? below[y - end]
+                           : grey_.row(y)) +
+               left_;
+    };
     for (int y = begin; y < end; ++y) {
-        const std::uint8_t* rows[5];
-        for (int j = 0; j < 5; ++j) rows[j] = grey(y + j - 2);
+        const std::uint8_t* rows[2 * kReachRows + 1];
+        for (int j = 0; j <= 2 * kReachRows; ++j) rows[j] = row(y + j - kReachRows);
         std::uint8_t* out[kCensusPlanes];
         for (int k = 0; k < kCensusPlanes; ++k) out[k] = census_[k].row(y) + left_;
         HWY_DYNAMIC_DISPATCH(censusRow)(rows, width_, out);

@@ -21,24 +21,29 @@ public:
     int width() const { return width_; }
     int height() const { return height_; }
 
-    /// Copies rows [begin, end) of the picture; a pixel is moved by at most `soften` grey levels
-    /// towards the mean of 3x3 pixels with the weights 1 2 1, which takes noise away and leaves
-    /// edges.
-    void copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int begin, int end);
-    /// Computes the census of rows [begin, end), once all rows are copied.
-    void computeCensus(int begin, int end);
+    /// Makes the planes of a strip of rows (strips.h); different ones may be made at the same time.
+    ///
+    /// @param soften  by so many grey levels at most a pixel is moved towards the mean of 3x3
+    /// pixels
+    ///                with the weights 1 2 1, which takes noise away and leaves edges
+    void compute(const ImageView<const std::uint8_t>& picture, int soften, int strip);
 
     /// Pixel 0 of a row; rows outside of the picture are the nearest one inside.
     const std::uint8_t* grey(int y) const { return pixel(grey_, y); }
     const std::uint8_t* census(int plane, int y) const { return pixel(census_[plane], y); }
 
 private:
+    static constexpr int kReachRows = 2;
+
+    void copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int y,
+                  std::uint8_t* row) const;
     const std::uint8_t* pixel(const Image<std::uint8_t>& plane, int y) const {
         return plane.row(y < 0 ? 0 : y < height_ ? y : height_ - 1) + left_;
     }
 
     int width_ = 0, height_ = 0, left_ = 0;
     Image<std::uint8_t> grey_;
+    Image<std::uint8_t> around_;  ///< grey rows above and below each strip, its own copies
     std::array<Image<std::uint8_t>, kCensusPlanes> census_;
 };
 

@@ -26,8 +26,7 @@ void prepareCell(const Band& band, int cell) {
     const std::size_t grey = static_cast<std::size_t>(range.size()) * kCell;
     const int height = band.left.height();
     const int begin = std::max(band.y0 - kHaloRows, 0);
-    const int end = std::min(band.y0 + kCell + kHaloRows, height);
-    const int cell_end = std::min(band.y0 + kCell, height);
+    const int end = std::min(band.y1 + kHaloRows, height), cell_end = band.y1;
     costRows(band, cell * kCell, range, begin, end);
 
     const auto row = [&](int y) {
@@ -122,8 +121,14 @@ void runHorizontalPaths(const Band& band, int cell, Path& from_left, std::uint8_
 void matchBandImpl(const EyePlanes& left, const EyePlanes& right, const Search& search, int index,
                    BandMemory& memory, Winners& winners) {
     const int cells = cellsFor(left.width());
-    const Band band{left,   right,   search,       &search.ranges[std::size_t(index) * cells],
-                    memory, winners, index * kCell};
+    const Band band{left,
+                    right,
+                    search,
+                    &search.ranges[std::size_t(index) * cells],
+                    memory,
+                    winners,
+                    stripBegin(index, left.height()),
+                    stripBegin(index + 1, left.height())};
     Path from_left;
     from_left.value = memory.from_left;
     alignas(64) std::uint8_t grey_left[kCell] = {};

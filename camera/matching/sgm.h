@@ -6,7 +6,7 @@
 
 namespace kova::camera::sgm {
 
-/// Finds the winners of one band: rows [band * kCell, (band + 1) * kCell) of the picture, see
+/// Finds the winners of one band: rows from stripBegin(band) to stripBegin(band + 1), see
 /// sgm_definition.h. Different bands may be computed at the same time.
 ///
 /// @param left, right  complete planes; the reach of `right` is at least

@@ -5,6 +5,7 @@
 
 #include "camera/base/disparity.h"
 #include "camera/base/image.h"
+#include "camera/matching/strips.h"
 
 /// What the matcher computes, in terms that both its scalar reference and its fast form share.
 ///
@@ -16,8 +17,9 @@
 ///    kLargeStep, or kLargeStepAtEdge where the left picture's grey value changes by kEdge or more;
 ///  - their sum, saturated at 255, has its first least value at the winning level.
 ///
-/// The picture is cut into cells of kCell x kCell pixels, so that a cell's costs stay in the cache.
-/// A row of cells is a band; bands do not depend on each other. Within a band the path from the
+/// The picture is cut into cells of kCell columns and at most as many rows, so that a cell's costs
+/// stay in the cache. A row of cells, a strip of the picture (strips.h), is a band; bands do not
+/// depend on each other. Within a band the path from the
 /// left runs through; that from the right starts anew kHaloColumns right of each cell; those from
 /// above and below start kHaloRows outside of the band. Each cell searches its own range of levels:
 /// where two cells meet, a level that the cell before did not search counts as 255.
@@ -26,6 +28,7 @@
 namespace kova::camera::sgm {
 
 constexpr int kCell = 64;
+static_assert(kStripRows <= kCell, "a band is one cell high");
 constexpr int kHaloColumns = 32;
 constexpr int kHaloRows = 8;
 
@@ -54,8 +57,9 @@ struct Search {
     std::vector<LevelRange> ranges;
 };
 
-constexpr int cellsFor(int pixels) {
-    return (pixels + kCell - 1) / kCell;
+/// Cells of a band.
+constexpr int cellsFor(int width) {
+    return (width + kCell - 1) / kCell;
 }
 
 /// The winners of every pixel of the left picture.

@@ -1,7 +1,6 @@
 #include "camera/matching/sgm_matcher.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "camera/base/parallel.h"
 #include "camera/matching/borrow.h"
@@ -10,6 +9,7 @@
 #include "camera/matching/half_size.h"
 #include "camera/matching/narrow.h"
 #include "camera/matching/sgm_pass.h"
+#include "camera/matching/strips.h"
 #include "camera/matching/too_near.h"
 #include "camera/matching/upscale.h"
 
@@ -17,7 +17,6 @@ namespace kova::camera {
 
 namespace {
 
-constexpr int kStripRows = sgm::kCell;
 constexpr int kSpecklePixels = 100, kSpeckleStep = 2 * kDisparityScale;
 constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8, kEighthSpecklePixels = 4,
               kHalfSpeckleStep = kDisparityScale;
@@ -32,7 +31,7 @@ constexpr int kMostSoftening = 36;
 /// than its margins let expect: confidence falls by 1 / kNoDoubt for every grey level of that.
 constexpr int kNoDoubt = 80;
 
-/// By how many grey levels a picture is softened [see EyePlanes::copyGrey()].
+/// By how many grey levels a picture is softened [see EyePlanes::compute()].
 ///
 /// @param grain  by how much the best sums exceed those at half the size, one size further down
 int softening(int grain, int usual) {
@@ -42,8 +41,8 @@ int softening(int grain, int usual) {
 /// Calls body(begin, end) for strips of rows.
 template <typename Body>
 void forRows(int height, const Body& body) {
-    const auto strip = [&](int i) { body(i * kStripRows, std::min((i + 1) * kStripRows, height)); };
-    parallelFor((height + kStripRows - 1) / kStripRows, std::ref(strip));
+    parallelFor(stripsFor(height),
+                [&](int i) { body(stripBegin(i, height), stripBegin(i + 1, height)); });
 }
 
 class SgmMatcher : public Matcher {
@@ -61,19 +60,19 @@ private:
         Image<std::uint8_t> left, right;
     };
 
-    static void halve(const Grey& left, const Grey& right, SmallPair& half);
+    void makeSmall(const Grey& left, const Grey& right);
     void matchEighth(const MatchParameters& parameters);
     void matchQuarter(const MatchParameters& parameters);
     int meanBest(const sgm::SgmPass& pass, int factor) const;
     void matchHalf(const MatchParameters& parameters);
-    void rateHalf(const MatchParameters& parameters);
+    void rateHalf();
     void matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map);
     void matchFull(const Grey& left, const Grey& right, const MatchParameters& parameters,
                    DisparityMap& map);
-    void borrow(const MatchParameters& parameters, DisparityMap& map);
+    void borrow(DisparityMap& map);
     static void rate(const sgm::SgmPass& pass, const ConfidenceTable& table, int noise,
                      DisparityMap& map);
-    static void removeUnsure(float threshold, DisparityMap& map);
+    void finishRows(const MatchParameters& parameters, DisparityMap& map, int begin, int end) const;
 
     const ConfidenceTable full_confidence_, half_confidence_;
     sgm::BandMemoryPool pool_;
@@ -86,13 +85,28 @@ private:
     EdgeAwareFill fill_;
 };
 
-void SgmMatcher::halve(const Grey& left, const Grey& right, SmallPair& half) {
-    const int height = halfSize(left.height);
-    half.left.resize(halfSize(left.width), height);
-    half.right.resize(halfSize(left.width), height);
-    forRows(height, [&](int begin, int end) {
-        halveRows(left, half.left.view(), begin, end);
-        halveRows(right, half.right.view(), begin, end);
+/// Makes the pictures of a half, a quarter and an eighth of the size, strip by strip.
+void SgmMatcher::makeSmall(const Grey& left, const Grey& right) {
+    int width = left.width, height = left.height;
+    for (SmallPair* pair : {&half_eyes_, &quarter_eyes_, &eighth_eyes_}) {
+        width = halfSize(width);
+        height = halfSize(height);
+        pair->left.resize(width, height);
+        pair->right.resize(width, height);
+    }
+    constexpr int kRows = kStripRows / 8;  // of an eighth
+    const auto halve = [](const Grey& picture, Image<std::uint8_t>& half, int strip, int rows) {
+        const int height = half.height();
+        halveRows(picture, half.view(), std::min(strip * rows, height),
+                  std::min((strip + 1) * rows, height));
+    };
+    parallelFor((height + kRows - 1) / kRows, [&](int strip) {
+        halve(left, half_eyes_.left, strip, 4 * kRows);
+        halve(right, half_eyes_.right, strip, 4 * kRows);
+        halve(half_eyes_.left.view(), quarter_eyes_.left, strip, 2 * kRows);
+        halve(half_eyes_.right.view(), quarter_eyes_.right, strip, 2 * kRows);
+        halve(quarter_eyes_.left.view(), eighth_eyes_.left, strip, kRows);
+        halve(quarter_eyes_.right.view(), eighth_eyes_.right, strip, kRows);
     });
 }
 
@@ -149,6 +163,9 @@ void SgmMatcher::matchHalf(const MatchParameters& parameters) {
     // One level more than half of them, since the last one is never taken.
     half_.begin(width, height, least, (parameters.max_disparity + 1) / 2 + 1 - least);
     sgm::narrowSearch(quarter_map_.view(), width, height, half_.search());
+    // Half a disparity more than the range is searched on both sides.
+    half_.keepWithin(parameters.min_disparity * kDisparityScale / 2,
+                     (parameters.max_disparity - 1) * kDisparityScale / 2);
     half_.soften(softening(meanBest(quarter_, 2) - meanBest(eighth_, 1), kHalfGrain));
     half_map_.resize(width, height);
     half_.run(half_eyes_.left.view(), half_eyes_.right.view(), kHalfSpecklePixels, kHalfSpeckleStep,
@@ -165,29 +182,17 @@ void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, in
     });
 }
 
-void SgmMatcher::rateHalf(const MatchParameters& parameters) {
-    // Half a disparity more than the range was searched on both sides.
-    const int lowest = parameters.min_disparity * kDisparityScale;
-    const int highest = (parameters.max_disparity - 1) * kDisparityScale;
-    forRows(half_map_.disparity.height(), [&](int begin, int end) {
-        const int width = half_map_.disparity.width();
-        for (int y = begin; y < end; ++y) {
-            std::uint16_t* d = half_map_.disparity.row(y);
-            for (int x = 0; x < width; ++x) {
-                const bool inside = (2 * d[x] >= lowest) & (2 * d[x] <= highest);
-                d[x] = inside ? d[x] : kInvalidDisparity;
-            }
-        }
-    });
+void SgmMatcher::rateHalf() {
     rate(half_, half_confidence_, half_.softened(), half_map_);
 }
 
 void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map) {
     matchHalf(parameters);
-    rateHalf(parameters);
+    rateHalf();
     forRows(left.height, [&](int begin, int end) {
         upscaleDisparityRows(half_map_.disparity.view(), map.disparity.view(), begin, end);
         upscaleByteRows(half_map_.confidence.view(), map.confidence.view(), begin, end);
+        finishRows(parameters, map, begin, end);
     });
 }
 
@@ -204,37 +209,38 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
     rate(full_, full_confidence_, half_.softened() * 4 / 3, map);
     if (parameters.borrow)
-        borrow(parameters, map);
+        borrow(map);
+    if (parameters.confidence_threshold > 0 || too_near_.anyMarked())
+        forRows(left.height, [&](int begin, int end) { finishRows(parameters, map, begin, end); });
 }
 
-void SgmMatcher::borrow(const MatchParameters& parameters, DisparityMap& map) {
-    rateHalf(parameters);
+void SgmMatcher::borrow(DisparityMap& map) {
+    rateHalf();
     const int height = map.disparity.height();
     forRows(half_map_.disparity.height(), [&](int begin, int end) {
         chooseBorrowed(map.disparity.view(), half_map_, begin, end);
     });
-    upscaled_.resize(2 * half_map_.disparity.width(), (height + kStripRows - 1) / kStripRows);
+    upscaled_.resize(2 * half_map_.disparity.width(), stripsFor(height));
     forRows(height, [&](int begin, int end) {
-        borrowRows(half_map_, map, upscaled_.row(begin / kStripRows), begin, end);
+        borrowRows(half_map_, map, upscaled_.row(stripOf(begin, height)), begin, end);
     });
 }
 
-void SgmMatcher::removeUnsure(float threshold, DisparityMap& map) {
-    if (threshold <= 0)
-        return;
-    const float least = threshold * kConfidenceScale;
-    forRows(map.disparity.height(), [&](int begin, int end) {
-        for (int y = begin; y < end; ++y) {
-            std::uint16_t* d = map.disparity.row(y);
-            std::uint8_t* c = map.confidence.row(y);
-            for (int x = 0; x < map.disparity.width(); ++x) {
-                if (static_cast<float>(c[x]) < least && isDisparity(d[x])) {
-                    d[x] = kInvalidDisparity;
-                    c[x] = 0;
-                }
+/// Removes what is less sure than asked for and what is too near.
+void SgmMatcher::finishRows(const MatchParameters& parameters, DisparityMap& map, int begin,
+                            int end) const {
+    const float least = parameters.confidence_threshold * kConfidenceScale;
+    for (int y = begin; y < end && least > 0; ++y) {
+        std::uint16_t* d = map.disparity.row(y);
+        std::uint8_t* c = map.confidence.row(y);
+        for (int x = 0; x < map.disparity.width(); ++x) {
+            if (static_cast<float>(c[x]) < least && isDisparity(d[x])) {
+                d[x] = kInvalidDisparity;
+                c[x] = 0;
             }
         }
-    });
+    }
+    too_near_.mark(map, begin, end);
 }
 
 Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParameters& parameters,
@@ -250,17 +256,16 @@ Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParamet
     map.resize(left.width, left.height);
     if (left.empty())
         return {};
-    halve(left, right, half_eyes_);
-    halve(half_eyes_.left.view(), half_eyes_.right.view(), quarter_eyes_);
-    halve(quarter_eyes_.left.view(), quarter_eyes_.right.view(), eighth_eyes_);
-    matchEighth(parameters);
-    matchQuarter(parameters);
+    pool_.reserve(std::min(
+        std::max(parameters.max_disparity - parameters.min_disparity, parameters.max_disparity / 2),
+        kMaxLevels));
+    makeSmall(left, right);
+    // They are too small to keep several threads busy one after the other.
+    parallelFor(2, [&](int i) { i == 0 ? matchQuarter(parameters) : matchEighth(parameters); });
     if (parameters.work_mode == WorkMode::kFast)
         matchFast(left, parameters, map);
     else
         matchFull(left, right, parameters, map);
-    removeUnsure(parameters.confidence_threshold, map);
-    forRows(left.height, [&](int begin, int end) { too_near_.mark(map, begin, end); });
     if (parameters.fill)
         fill_.fill(left, map);
     return {};

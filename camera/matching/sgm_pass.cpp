@@ -11,24 +11,36 @@
 namespace kova::camera::sgm {
 
 void BandMemoryPool::reserve(int levels) {
+    const std::lock_guard<std::mutex> lock(mutex_);
     while (slots_.size() < static_cast<std::size_t>(threadCount()))
         slots_.push_back(std::make_unique<Slot>());
-    for (auto& slot : slots_) slot->memory.reserve(levels);
+    for (auto& slot : slots_)
+        if (!slot->taken)
+            slot->memory.reserve(levels);
+}
+
+BandMemoryPool::Slot* BandMemoryPool::takeFree() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (auto& slot : slots_)
+        if (!slot->taken) {
+            slot->taken = true;
+            return slot.get();
+        }
+    return nullptr;
 }
 
 BandMemory& BandMemoryPool::acquire(int levels) {
-    for (;;) {
-        for (auto& slot : slots_) {
-            if (!slot->taken.exchange(true)) {
-                slot->memory.reserve(levels);
-                return slot->memory;
-            }
-        }
+    Slot* slot = takeFree();
+    while (!slot) {
         std::this_thread::yield();
+        slot = takeFree();
     }
+    slot->memory.reserve(levels);
+    return slot->memory;
 }
 
 void BandMemoryPool::release(BandMemory& memory) {
+    const std::lock_guard<std::mutex> lock(mutex_);
     for (auto& slot : slots_)
         if (&slot->memory == &memory)
             slot->taken = false;
@@ -39,30 +51,15 @@ void SgmPass::begin(int width, int height, int min_disparity, int levels) {
     right_.resize(width, height, min_disparity + levels + 1);
     winners_.resize(width, height);
     soften_ = 0;
+    keepWithin(0, kFirstReservedDisparity - 1);
     search_.min_disparity = min_disparity;
     search_.levels = levels;
     const LevelRange all{0, static_cast<std::uint16_t>(levels)};
     search_.ranges.assign(
-        static_cast<std::size_t>(cellsFor(width)) * static_cast<std::size_t>(cellsFor(height)),
+        static_cast<std::size_t>(cellsFor(width)) * static_cast<std::size_t>(stripsFor(height)),
         all);
-    claims_.resize(static_cast<std::size_t>(width + 1) *
-                   static_cast<std::size_t>(cellsFor(height)));
-}
-
-void SgmPass::preparePlanes(const ImageView<const std::uint8_t>& left,
-                            const ImageView<const std::uint8_t>& right) {
-    const int height = left_.height(), strips = cellsFor(height);
-    const auto copy = [&](int i) {
-        const int begin = i / 2 * kCell, end = std::min(begin + kCell, height);
-        i % 2 == 0 ? left_.copyGrey(left, soften_, begin, end)
-                   : right_.copyGrey(right, soften_, begin, end);
-    };
-    parallelFor(2 * strips, std::ref(copy));
-    const auto census = [&](int i) {
-        const int begin = i / 2 * kCell, end = std::min(begin + kCell, height);
-        (i % 2 == 0 ? left_ : right_).computeCensus(begin, end);
-    };
-    parallelFor(2 * strips, std::ref(census));
+    claims_.resize(static_cast<std::size_t>(width + kClaimsBehind) *
+                   static_cast<std::size_t>(stripsFor(height)));
 }
 
 void SgmPass::matchAndCheck(int band) {
@@ -70,28 +67,36 @@ void SgmPass::matchAndCheck(int band) {
     matchBand(left_, right_, search_, band, memory, winners_);
     pool_.release(memory);
     const int width = left_.width();
-    const int end = std::min((band + 1) * kCell, left_.height());
-    std::uint32_t* claims =
-        &claims_[static_cast<std::size_t>(band) * static_cast<std::size_t>(width + 1)];
-    for (int y = band * kCell; y < end; ++y)
-        checkEyes(winners_.disparity.row(y), winners_.best.row(y), width, kMaxEyeDifference,
-                  claims);
+    std::int32_t* claims =
+        &claims_[static_cast<std::size_t>(band) * static_cast<std::size_t>(width + kClaimsBehind)];
+    const int height = left_.height();
+    for (int y = stripBegin(band, height); y < stripBegin(band + 1, height); ++y) {
+        std::uint16_t* disparity = winners_.disparity.row(y);
+        checkEyes(disparity, winners_.best.row(y), width, kMaxEyeDifference, claims);
+        for (int x = 0; x < width; ++x) {
+            const bool keep = (disparity[x] >= least_) & (disparity[x] <= largest_);
+            disparity[x] = keep ? disparity[x] : kInvalidDisparity;
+        }
+    }
 }
 
 void SgmPass::run(const ImageView<const std::uint8_t>& left,
                   const ImageView<const std::uint8_t>& right, int speckle_pixels, int speckle_step,
                   const ImageView<std::uint16_t>& disparity) {
-    const int height = left_.height(), bands = cellsFor(height);
-    preparePlanes(left, right);
+    const int height = left_.height(), strips = stripsFor(height);
     pool_.reserve(search_.levels);
-    const auto match = [&](int band) { matchAndCheck(band); };
-    parallelFor(bands, std::ref(match));
-    const auto median = [&](int band) {
-        medianRows(winners_.disparity.view(), disparity, band * kCell,
-                   std::min((band + 1) * kCell, height));
-    };
-    parallelFor(bands, std::ref(median));
-    speckles_.filter(disparity, speckle_pixels, speckle_step);
+    parallelFor(2 * strips, [&](int i) {
+        i % 2 == 0 ? left_.compute(left, soften_, i / 2) : right_.compute(right, soften_, i / 2);
+    });
+    parallelFor(strips, [&](int band) { matchAndCheck(band); });
+    speckles_.begin(disparity.width, disparity.height);
+    parallelFor(strips, [&](int strip) {
+        medianRows(winners_.disparity.view(), disparity, stripBegin(strip, height),
+                   stripBegin(strip + 1, height));
+        speckles_.label(disparity, strip, speckle_step);
+    });
+    speckles_.joinStrips(disparity, speckle_step);
+    parallelFor(strips, [&](int strip) { speckles_.remove(disparity, strip, speckle_pixels); });
 }
 
 }  // namespace kova::camera::sgm

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
+#include <mutex>
 #include <vector>
 
 #include "camera/matching/sgm.h"
@@ -9,19 +9,23 @@
 
 namespace kova::camera::sgm {
 
-/// Working memory of all threads that match bands.
+/// Working memory of all threads that match bands. Several passes may share one at the same time.
 class BandMemoryPool {
 public:
-    /// Makes sure that every thread finds memory for `levels`.
+    /// Makes sure that every thread finds memory; what is not in use has room for `levels` then.
     void reserve(int levels);
+    /// Waits for memory that is not in use and makes room for `levels`; release() gives it back.
     BandMemory& acquire(int levels);
     void release(BandMemory& memory);
 
 private:
     struct Slot {
         BandMemory memory;
-        std::atomic<bool> taken{false};
+        bool taken = false;
     };
+    Slot* takeFree();
+
+    std::mutex mutex_;
     std::vector<std::unique_ptr<Slot>> slots_;
 };
 
@@ -33,7 +37,12 @@ public:
     /// Sets size and search; every cell searches all levels until search().ranges say otherwise.
     void begin(int width, int height, int min_disparity, int levels);
     Search& search() { return search_; }
-    /// By how much pixels may be softened before they are compared, see EyePlanes::copyGrey();
+    /// Least and largest disparity that is kept [1/16 px]; begin() sets them so that all are.
+    void keepWithin(int least, int largest) {
+        least_ = least;
+        largest_ = largest;
+    }
+    /// By how much pixels may be softened before they are compared, see EyePlanes::compute();
     /// begin() sets it to 0.
     void soften(int limit) { soften_ = limit; }
     int softened() const { return soften_; }
@@ -51,17 +60,16 @@ public:
     const EyePlanes& left() const { return left_; }
 
 private:
-    void preparePlanes(const ImageView<const std::uint8_t>& left,
-                       const ImageView<const std::uint8_t>& right);
     void matchAndCheck(int band);
 
     BandMemoryPool& pool_;
     EyePlanes left_, right_;
     Search search_;
     int soften_ = 0;
+    int least_ = 0, largest_ = kFirstReservedDisparity - 1;
     Winners winners_;
     SpeckleFilter speckles_;
-    std::vector<std::uint32_t> claims_;  ///< one row and an element per band
+    std::vector<std::int32_t> claims_;  ///< working memory of the left-right check, per band
 };
 
 }  // namespace kova::camera::sgm

@@ -44,7 +44,8 @@ struct Reference {
     Volume cost, sum;
 
     const LevelRange& rangeAt(int x, int y) const {
-        return search.ranges[std::size_t(y / kCell) * cellsFor(left.width) + x / kCell];
+        return search
+            .ranges[std::size_t(stripOf(y, left.height)) * cellsFor(left.width) + x / kCell];
     }
 
     void computeCosts() {
@@ -125,13 +126,13 @@ struct Reference {
         }
     }
 
-    void runVerticalPaths(int x, int y0) {
+    void runVerticalPaths(int x, int band) {
+        const int y0 = stripBegin(band, left.height), end = stripBegin(band + 1, left.height);
         const LevelRange& range = rangeAt(x, y0);
-        const int end = std::min(y0 + kCell, left.height);
         Path from_above(search.levels), from_below(search.levels);
         for (int y = std::max(y0 - kHaloRows, 0); y < end; ++y)
             advance(from_above, x, y, range, y >= y0);
-        for (int y = std::min(y0 + kCell + kHaloRows, left.height) - 1; y >= y0; --y)
+        for (int y = std::min(end + kHaloRows, left.height) - 1; y >= y0; --y)
             advance(from_below, x, y, range, y < end);
     }
 
@@ -158,8 +159,8 @@ void matchReference(const Grey& left, const Grey& right, const Search& search, W
     Reference reference(left, right, search);
     reference.computeCosts();
     for (int y = 0; y < left.height; ++y) reference.runHorizontalPaths(y);
-    for (int y0 = 0; y0 < left.height; y0 += kCell)
-        for (int x = 0; x < left.width; ++x) reference.runVerticalPaths(x, y0);
+    for (int band = 0; band < stripsFor(left.height); ++band)
+        for (int x = 0; x < left.width; ++x) reference.runVerticalPaths(x, band);
     winners.resize(left.width, left.height);
     for (int y = 0; y < left.height; ++y)
         for (int x = 0; x < left.width; ++x) reference.chooseWinner(x, y, winners);

@@ -33,7 +33,7 @@ struct Band {
     const LevelRange* ranges;  ///< of this band's cells
     BandMemory& memory;
     Winners& winners;
-    int y0;
+    int y0, y1;  ///< its rows
 };
 
 #if HWY_TARGET == HWY_SCALAR

@@ -157,8 +157,7 @@ void storeWinners(const Band& band, int cell, CellWinners& columns) {
     for (int i = 0; i < CellWinners::kPlanes; ++i)
         transpose(columns.planes[i], kCell, rows.planes[i], kCell);
     const int x0 = cell * kCell, count = std::min(kCell, band.left.width() - x0);
-    const int end = std::min(kCell, band.left.height() - band.y0);
-    for (int row = 0; row < end; ++row) {
+    for (int row = 0; row < band.y1 - band.y0; ++row) {
         const int y = band.y0 + row;
         const std::uint8_t *low = rows.column(CellWinners::kLow, row),
                            *high = rows.column(CellWinners::kHigh, row);

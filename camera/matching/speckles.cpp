@@ -4,10 +4,11 @@
 #include <cstdlib>
 
 #include "camera/base/parallel.h"
+#include "camera/matching/strips.h"
 
 namespace kova::camera {
 
-void SpeckleFilter::reserve(int width, int height) {
+void SpeckleFilter::begin(int width, int height) {
     const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     if (pixels > capacity_) {
         runs_.reset(new Run[pixels]);
@@ -58,9 +59,9 @@ void SpeckleFilter::joinRows(const ImageView<std::uint16_t>& disparity, int y, i
     }
 }
 
-void SpeckleFilter::labelStrip(const ImageView<std::uint16_t>& disparity, int strip, int max_step) {
-    const int y_begin = strip * kStripRows,
-              y_end = std::min(y_begin + kStripRows, disparity.height);
+void SpeckleFilter::label(const ImageView<std::uint16_t>& disparity, int strip, int max_step) {
+    const int y_begin = stripBegin(strip, disparity.height),
+              y_end = stripBegin(strip + 1, disparity.height);
     auto next = static_cast<std::uint32_t>(y_begin * disparity.width);
     for (int y = y_begin; y < y_end; ++y) {
         const std::uint16_t* row = disparity.row(y);
@@ -85,26 +86,32 @@ void SpeckleFilter::labelStrip(const ImageView<std::uint16_t>& disparity, int st
     }
 }
 
+void SpeckleFilter::joinStrips(const ImageView<std::uint16_t>& disparity, int max_step) {
+    for (int strip = 1; strip < stripsFor(disparity.height); ++strip)
+        joinRows(disparity, stripBegin(strip, disparity.height), max_step);
+}
+
+void SpeckleFilter::remove(const ImageView<std::uint16_t>& disparity, int strip,
+                           int max_pixels) const {
+    const int y_end = stripBegin(strip + 1, disparity.height);
+    for (int y = stripBegin(strip, disparity.height); y < y_end; ++y) {
+        const auto row = static_cast<std::size_t>(y);
+        for (std::uint32_t run = first_run_[row]; run < end_run_[row]; ++run)
+            if (runs_[rootOf(run)].pixels <= static_cast<std::uint32_t>(max_pixels))
+                std::fill(disparity.row(y) + runs_[run].begin, disparity.row(y) + runs_[run].end,
+                          kInvalidDisparity);
+    }
+}
+
 void SpeckleFilter::filter(const ImageView<std::uint16_t>& disparity, int max_pixels,
                            int max_step) {
     if (disparity.empty())
         return;
-    reserve(disparity.width, disparity.height);
-    const int strips = (disparity.height + kStripRows - 1) / kStripRows;
-    const auto label = [&](int strip) { labelStrip(disparity, strip, max_step); };
-    parallelFor(strips, label);
-    for (int strip = 1; strip < strips; ++strip) joinRows(disparity, strip * kStripRows, max_step);
-    const auto remove = [&](int strip) {
-        const int y_end = std::min((strip + 1) * kStripRows, disparity.height);
-        for (int y = strip * kStripRows; y < y_end; ++y) {
-            for (std::uint32_t run = first_run_[static_cast<std::size_t>(y)];
-                 run < end_run_[static_cast<std::size_t>(y)]; ++run)
-                if (runs_[rootOf(run)].pixels <= static_cast<std::uint32_t>(max_pixels))
-                    std::fill(disparity.row(y) + runs_[run].begin,
-                              disparity.row(y) + runs_[run].end, kInvalidDisparity);
-        }
-    };
-    parallelFor(strips, remove);
+    begin(disparity.width, disparity.height);
+    parallelFor(stripsFor(disparity.height), [&](int strip) { label(disparity, strip, max_step); });
+    joinStrips(disparity, max_step);
+    parallelFor(stripsFor(disparity.height),
+                [&](int strip) { remove(disparity, strip, max_pixels); });
 }
 
 }  // namespace kova::camera

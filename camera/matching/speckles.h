@@ -18,16 +18,21 @@ public:
     /// @param max_step  [1/16 px]
     void filter(const ImageView<std::uint16_t>& disparity, int max_pixels, int max_step);
 
+    /// The same in steps, for a map of the size given first: label() every strip of rows
+    /// (strips.h), joinStrips(), remove() in every strip. Different strips may be handled at the
+    /// same time.
+    void begin(int width, int height);
+    void label(const ImageView<std::uint16_t>& disparity, int strip, int max_step);
+    void joinStrips(const ImageView<std::uint16_t>& disparity, int max_step);
+    void remove(const ImageView<std::uint16_t>& disparity, int strip, int max_pixels) const;
+
 private:
     struct Run {
         std::uint16_t begin, end;
         std::uint32_t parent;  ///< a run with a smaller number, or itself
         std::uint32_t pixels;  ///< of the group, at its first run
     };
-    static constexpr int kStripRows = 64;
 
-    void reserve(int width, int height);
-    void labelStrip(const ImageView<std::uint16_t>& disparity, int strip, int max_step);
     void joinRows(const ImageView<std::uint16_t>& disparity, int y, int max_step);
     void join(std::uint32_t a, std::uint32_t b);
     std::uint32_t rootOf(std::uint32_t run) const;

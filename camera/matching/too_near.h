@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <vector>
 
@@ -27,6 +28,7 @@ public:
     /// Whether a small pixel was found too near, and whether any pixel of a small row was.
     bool marked(int x, int y) const { return (flags_.at(x, y) & kMarked) != 0; }
     bool anyMarked(int y) const { return rows_[static_cast<std::size_t>(y)] != 0; }
+    bool anyMarked() const { return std::find(rows_.begin(), rows_.end(), 1) != rows_.end(); }
 
     /// Applies what was found to the rows [begin, end) of a map of the full size.
     void mark(DisparityMap& map, int begin, int end) const;

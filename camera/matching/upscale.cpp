@@ -9,6 +9,8 @@
 
 #include "hwy/highway.h"
 
+#include "camera/matching/row_loop-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
 namespace HWY_NAMESPACE {
@@ -37,31 +39,39 @@ HWY_INLINE hn::Vec<D> doubled(D d, hn::Vec<D> v) {
 }
 
 // Halves are rounded up between rows and down between columns, so that nothing moves in the mean.
-template <class D>
-HWY_INLINE hn::Vec<D> column(D d, const std::uint16_t* near, const std::uint16_t* far, int x) {
-    return blend<2>(d, hn::LoadU(d, near + x), hn::LoadU(d, far + x));
-}
-
-/// The two pixels that come from pixel x of the small row, for as many x as there are lanes.
-template <class D>
-HWY_INLINE void upscaleAt(D d, const std::uint16_t* near, const std::uint16_t* far, int left, int x,
-                          int right, std::uint16_t* out) {
-    const auto centre = column(d, near, far, x);
-    const auto even = doubled(d, blend<1>(d, centre, column(d, near, far, left)));
-    const auto odd = doubled(d, blend<1>(d, centre, column(d, near, far, right)));
-    hn::StoreInterleaved2(even, odd, d, out + 2 * x);
-}
 
 /// @param out  holds 2 * width elements
 void upscaleRow(const std::uint16_t* near, const std::uint16_t* far, int width,
                 std::uint16_t* out) {
-    const hn::ScalableTag<std::uint16_t> d;
-    const hn::CappedTag<std::uint16_t, 1> d1;
-    const int lanes = static_cast<int>(hn::Lanes(d));
-    upscaleAt(d1, near, far, 0, 0, std::min(1, width - 1), out);
-    int x = 1;
-    for (; x + lanes < width; x += lanes) upscaleAt(d, near, far, x - 1, x, x + 1, out);
-    for (; x < width; ++x) upscaleAt(d1, near, far, x - 1, x, std::min(x + 1, width - 1), out);
+    constexpr int kChunk = 512;
+    const hn::ScalableTag<std::uint16_t> all;
+    std::uint16_t between[kChunk + 2];  // the rows' mixture, from the pixel before the chunk on
+    for (int begin = 0; begin < width; begin += kChunk) {
+        const int end = std::min(begin + kChunk, width);
+        const auto at = [&](int x) { return between + (x - begin + 1); };
+        coverRow(
+            all, std::max(begin - 1, 0), std::min(end + 1, width), [&](auto d, int x) HWY_ATTR {
+                hn::StoreU(blend<2>(d, hn::LoadU(d, near + x), hn::LoadU(d, far + x)), d, at(x));
+            });
+        if (begin == 0)
+            *at(-1) = *at(0);
+        if (end == width)
+            *at(width) = *at(width - 1);
+        coverRow(all, begin, end, [&](auto d, int x) HWY_ATTR {
+            const auto centre = hn::LoadU(d, at(x));
+            const auto even = blend<1>(d, centre, hn::LoadU(d, at(x - 1)));
+            const auto odd = blend<1>(d, centre, hn::LoadU(d, at(x + 1)));
+            hn::StoreInterleaved2(doubled(d, even), doubled(d, odd), d, out + 2 * x);
+        });
+    }
+}
+
+/// Every byte twice.
+void repeatBytes(const std::uint8_t* in, int count, std::uint8_t* out) {
+    coverRow(hn::ScalableTag<std::uint8_t>(), 0, count, [&](auto d, int x) HWY_ATTR {
+        const auto v = hn::LoadU(d, in + x);
+        hn::StoreInterleaved2(v, v, d, out + 2 * x);
+    });
 }
 
 }  // namespace
@@ -73,6 +83,7 @@ HWY_AFTER_NAMESPACE();
 namespace kova::camera {
 
 HWY_EXPORT(upscaleRow);
+HWY_EXPORT(repeatBytes);
 
 void upscaleDisparityRow(const ImageView<const std::uint16_t>& half, int y, std::uint16_t* full) {
     const int far = std::clamp(y / 2 + (y % 2 == 0 ? -1 : 1), 0, half.height - 1);
@@ -94,10 +105,7 @@ void upscaleByteRows(const ImageView<const std::uint8_t>& half, const ImageView<
             continue;
         }
         const int pairs = full.width / 2;
-        for (int x = 0; x < pairs; ++x) {
-            out[2 * x] = in[x];
-            out[2 * x + 1] = in[x];
-        }
+        HWY_DYNAMIC_DISPATCH(repeatBytes)(in, pairs, out);
         if (full.width % 2 != 0)
             out[2 * pairs] = in[pairs];
     }

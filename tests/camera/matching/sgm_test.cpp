@@ -26,14 +26,14 @@ void matchInBands(const test::TexturedPair& pair, const Search& search, Winners&
     EyePlanes left, right;
     left.resize(width, height, 1);
     right.resize(width, height, search.min_disparity + search.levels + 1);
-    left.copyGrey(pair.left.view(), 0, 0, height);
-    right.copyGrey(pair.right.view(), 0, 0, height);
-    left.computeCensus(0, height);
-    right.computeCensus(0, height);
+    for (int strip = stripsFor(height) - 1; strip >= 0; --strip) {
+        left.compute(pair.left.view(), 0, strip);
+        right.compute(pair.right.view(), 0, strip);
+    }
     BandMemory memory;
     memory.reserve(search.levels);
     winners.resize(width, height);
-    for (int band = cellsFor(height) - 1; band >= 0; --band)
+    for (int band = stripsFor(height) - 1; band >= 0; --band)
         matchBand(left, right, search, band, memory, winners);
 }
 
@@ -70,7 +70,7 @@ TEST_P(SgmTest, EqualsTheReferenceInFullSearch) {
         SCOPED_TRACE(nameOf("full", c));
         const test::TexturedPair pair(c.width, c.height, 11, 5);
         Search search{c.min_disparity, c.levels, {}};
-        search.ranges.assign(std::size_t(cellsFor(c.width)) * cellsFor(c.height),
+        search.ranges.assign(std::size_t(cellsFor(c.width)) * stripsFor(c.height),
                              {0, static_cast<std::uint16_t>(c.levels)});
         Winners found;
         matchInBands(pair, search, found);
@@ -84,7 +84,7 @@ TEST_P(SgmTest, EqualsTheReferenceWhereEveryCellHasItsOwnRange) {
         SCOPED_TRACE(nameOf("narrow", c));
         const test::TexturedPair pair(c.width, c.height, 11, 5);
         Search search{c.min_disparity, c.levels, {}};
-        for (int i = 0; i < cellsFor(c.width) * cellsFor(c.height); ++i) {
+        for (int i = 0; i < cellsFor(c.width) * stripsFor(c.height); ++i) {
             const auto begin = static_cast<std::uint16_t>(random() % (c.levels - 1));
             const auto size = static_cast<std::uint16_t>(1 + random() % (c.levels - begin));
             search.ranges.push_back({begin, static_cast<std::uint16_t>(begin + size)});

@@ -114,7 +114,7 @@ TEST_P(StagesTest, SoftensTowardsTheMeanOfNine) {
         for (const int limit : {0, 7, 1000}) {
             sgm::EyePlanes eye;
             eye.resize(width, height, 1);
-            eye.copyGrey(in.view(), limit, 0, height);
+            for (int i = 0; i < stripsFor(height); ++i) eye.compute(in.view(), limit, i);
             for (int y = 0; y < height; ++y)
                 for (int x = 0; x < width; ++x) {
                     const int mean =
@@ -274,10 +274,48 @@ TEST(SpeckleFilter, RemovesGroupsUpToTheSizeAndKeepsLargerOnes) {
     EXPECT_EQ(170, map.at(17, 3));
 }
 
+/// For every pixel of the right picture the first of the cheapest pixels that claim it.
+void checkEyesSlowly(std::vector<std::uint16_t>& disparity, const std::vector<std::uint8_t>& cost,
+                     int max_difference) {
+    const int width = static_cast<int>(disparity.size());
+    const std::vector<std::uint16_t> before = disparity;
+    const auto partner = [&](int x) {
+        const int p = x - (before[x] + kDisparityScale / 2) / kDisparityScale;
+        return isDisparity(before[x]) && p >= 0 ? p : -1;
+    };
+    for (int x = 0; x < width; ++x) {
+        int holder = x;
+        for (int u = width - 1; u >= 0; --u)
+            if (partner(u) == partner(x) && cost[u] <= cost[holder] &&
+                (cost[u] < cost[holder] || u < holder))
+                holder = u;
+        if (isDisparity(before[x]) &&
+            (partner(x) < 0 || std::abs(before[holder] - before[x]) > max_difference))
+            disparity[x] = kInvalidDisparity;
+    }
+}
+
+TEST_P(StagesTest, EyeCheckEqualsItsDefinition) {
+    std::mt19937 random(14);
+    for (const int width : {1, 3, 17, 64, 333}) {
+        const Image<std::uint16_t> map = patchyMap(width, 40, 15);
+        for (int y = 0; y < 40; ++y) {
+            std::vector<std::uint16_t> found(map.row(y), map.row(y) + width);
+            std::vector<std::uint8_t> cost(found.size());
+            for (std::uint8_t& c : cost) c = static_cast<std::uint8_t>(random() % 6);
+            std::vector<std::uint16_t> expected = found;
+            checkEyesSlowly(expected, cost, 20);
+            std::vector<std::int32_t> held(found.size() + kClaimsBehind);
+            checkEyes(found.data(), cost.data(), width, 20, held.data());
+            ASSERT_EQ(expected, found) << width << ", row " << y;
+        }
+    }
+}
+
 TEST(EyeCheck, KeepsTheCheapestClaimAndWhatIsLikeIt) {
     std::uint16_t disparity[] = {16, 16, kInvalidDisparity, 32, 80, 17, 32};
     const std::uint8_t cost[] = {0, 9, 0, 5, 3, 4, 2};
-    std::uint32_t claims[8];
+    std::int32_t claims[7 + kClaimsBehind];
     checkEyes(disparity, cost, 7, 20, claims);
     EXPECT_EQ(kInvalidDisparity, disparity[0]) << "its partner is outside";
     EXPECT_EQ(16, disparity[1]) << "alone at 0";
@@ -293,7 +331,7 @@ TEST(EyeCheck, RejectsTheDearerOfTwoDifferentClaims) {
     disparity[5] = 16;
     disparity[8] = 64;
     const std::uint8_t cost[9] = {0, 0, 0, 0, 0, 30, 0, 0, 10};
-    std::uint32_t claims[10];
+    std::int32_t claims[9 + kClaimsBehind];
     checkEyes(disparity, cost, 9, 20, claims);
     EXPECT_EQ(kInvalidDisparity, disparity[5]);
     EXPECT_EQ(64, disparity[8]);
@@ -305,7 +343,7 @@ TEST(EyeCheck, KeepsTheFirstOfTwoEqualClaims) {
     disparity[5] = 16;
     disparity[8] = 64;
     const std::uint8_t cost[9] = {0, 0, 0, 0, 0, 10, 0, 0, 10};
-    std::uint32_t claims[10];
+    std::int32_t claims[9 + kClaimsBehind];
     checkEyes(disparity, cost, 9, 20, claims);
     EXPECT_EQ(16, disparity[5]);
     EXPECT_EQ(kInvalidDisparity, disparity[8]);
