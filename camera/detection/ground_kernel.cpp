@@ -40,7 +40,9 @@ GroundSums sumsImpl(const GroundLine& line, const GroundColumn& cells) {
     const auto one = hn::Set(tag, 1.0f);
     const auto tolerance = hn::Set(tag, groundTolerance(0));
     const auto per_px = hn::Set(tag, groundTolerance(1) - groundTolerance(0));
-    const auto least = hn::Set(tag, kMinPlaneDisparity);
+    const auto least = hn::Set(tag, line.least);
+    const auto most = hn::Set(tag, line.most);
+    const auto steep = hn::Set(tag, line.steep);
     alignas(64) float w[kGroundGroup], wy[kGroundGroup], wyy[kGroundGroup], wr[kGroundGroup],
         wyr[kGroundGroup];
     for (int k = 0; k < kGroundGroup; k += lanes) {
@@ -50,11 +52,13 @@ GroundSums sumsImpl(const GroundLine& line, const GroundColumn& cells) {
             const auto v = hn::LoadU(tag, cells.v + i);
             const auto s = hn::Add(above, hn::Mul(b, v));
             const auto r = hn::Sub(hn::LoadU(tag, cells.disparity + i), s);
-            const auto t = hn::Div(r, hn::Mul(wide, hn::Add(tolerance, hn::Mul(per_px, s))));
+            const auto off = hn::Max(r, hn::Mul(r, steep));
+            const auto t = hn::Div(off, hn::Mul(wide, hn::Add(tolerance, hn::Mul(per_px, s))));
             const auto tukey = hn::Max(hn::Zero(tag), hn::Sub(one, hn::Mul(t, t)));
             const auto gradient = hn::LoadU(tag, cells.gradient + i);
-            const auto like = hn::And(hn::Ge(s, least), hn::And(hn::Ge(gradient, min_gradient),
-                                                                hn::Le(gradient, max_gradient)));
+            const auto like =
+                hn::And(hn::And(hn::Ge(s, least), hn::Le(s, most)),
+                        hn::And(hn::Ge(gradient, min_gradient), hn::Le(gradient, max_gradient)));
             const auto weight = hn::Mul(hn::LoadU(tag, cells.weight + i), hn::Mul(tukey, tukey));
             const auto add = hn::IfThenElseZero(like, weight);
             const auto add_y = hn::Mul(add, hn::Mul(hn::Sub(v, cy), over_fy));
@@ -145,10 +149,12 @@ GroundSums groundSumsReference(const GroundLine& line, const GroundColumn& cells
     for (int i = 0; i < cells.count; ++i) {
         const float s = line.above + line.b * cells.v[i];
         const float gradient = cells.gradient[i];
-        if (s < kMinPlaneDisparity || gradient < line.min_gradient || gradient > line.max_gradient)
+        if (s < line.least || s > line.most || gradient < line.min_gradient ||
+            gradient > line.max_gradient)
             continue;
         const float r = cells.disparity[i] - s;
-        const float t = r / (line.wide * (groundTolerance(0) + per_px * s));
+        const float t =
+            std::max(r, r * line.steep) / (line.wide * (groundTolerance(0) + per_px * s));
         const float tukey = std::max(0.0f, 1 - t * t);
         const float w = cells.weight[i] * (tukey * tukey);
         const float y = (cells.v[i] - line.cy) * line.over_fy;

@@ -26,7 +26,10 @@ struct GroundColumn {
 /// The plane s = above + b * v in one column, and which cells of it count.
 struct GroundLine {
     float above = 0, b = 0;
+    float least = kMinPlaneDisparity, most = 1e6f;  ///< of s [px]
     float wide = 1;  ///< tolerances to where a cell's weight falls to nothing
+    /// A cell that lies above the plane counts as so many times as far from it.
+    float steep = 1;
     float min_gradient = 0, max_gradient = 0;
     float cy = 0, over_fy = 1;  ///< y = (v - cy) * over_fy
 };

@@ -21,9 +21,7 @@ constexpr int kStates = 41;
 constexpr float kLowest = -6;  // offset of state 0 [px]
 constexpr float kStep = 0.5f;
 constexpr float kHighest = kLowest + kStep * (kStates - 1);
-constexpr float kFarthest = 2;  // plane disparity of the last bin [px]
-/// Where a ramp falls away, what lies behind it is seen close to it [px].
-constexpr float kFarthestFall = 2.5f;
+constexpr float kFarthest = 2;      // plane disparity of the last bin [px]
 constexpr float kLastKnot = 0.7f;   // [px]
 constexpr float kMinGain = 0.25f;   // over the flat plane, 1 being the votes of kBinsPerShare bins
 constexpr float kFewestCells = 30;  // eight bins with fewer count less
@@ -44,7 +42,14 @@ constexpr float kAlone = 0.6f;  // votes on a ramp by what lies elsewhere: less 
 constexpr int kMinSeen = 4;     // bins
 /// So many times as much a ramp must gain as a step with a level surface behind it, up or down.
 constexpr float kOverStep = 1.5f, kOverStepDown = 0.7f;
-constexpr double kTurnSigma = 0.2;  // tangent of the angle at which a ramp is met
+constexpr int kRampIterations = 6;
+/// What is farther says little, and behind a ramp that falls away other things are seen [px].
+constexpr float kFarthestOnRamp = 3;
+/// Things stand above the ground: on a ramp that falls away, of which few rows are seen, they would
+/// lift it.
+constexpr float kOverFall = 2;
+constexpr double kCellSigma = 0.35;  // [px] of one independent measurement
+constexpr double kTurnSigma = 0.2;   // tangent of the angle at which a ramp is met
 
 /// A ramp: behind a knee at the plane disparity `knee` the ground departs from the plane by
 /// `rate` px per px.
@@ -231,35 +236,42 @@ float bestStep(const Votes& votes, const GroundModel& model) {
 /// (Tukey's biweight); false where there is none.
 bool refineRamp(const GroundCells& cells, const RectifiedGeometry& geometry,
                 const GroundModel& model, Eigen::Vector3d& plane) {
-    for (int iteration = 0; iteration < 4; ++iteration) {
+    for (int iteration = 0; iteration < kRampIterations; ++iteration) {
         Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
         Eigen::Vector3d side = Eigen::Vector3d::Zero();
-        const double up = plane[1] < 0 ? 1 : -1;
-        const double wide = iteration < 2 ? 1.5 : 1;
-        const float min_gradient = 0.3f * static_cast<float>(model.b * (1 + plane[1]));
-        for (int column = 0; column < cells.columns(); column += kColumnStep) {
+        const bool up = plane[1] < 0;
+        GroundLine line;
+        line.wide = iteration < 2 ? 1.5f : 1.0f;
+        line.b = static_cast<float>(model.b * (1 + plane[1]));
+        line.min_gradient = 0.3f * line.b;
+        line.max_gradient = 1e6f;
+        line.least = kFarthestOnRamp;
+        line.steep = up ? 1 : kOverFall;
+        line.over_fy = static_cast<float>(model.b);
+        for (int column = 0; column < cells.columns(); ++column) {
             const double x = (cells.u(column) - geometry.cx) / geometry.fx;
-            forEachCell(cells, model, column, [&](float s, float d, float gradient, float weight) {
-                const Eigen::Vector3d row(1, s, x);
-                const double offset = row.dot(plane);
-                if (up * offset <= 0 || gradient < min_gradient || s + offset < kFarthestFall)
-                    return;
-                const double t = (d - s - offset) / (wide * groundTolerance(s));
-                if (std::fabs(t) >= 1)
-                    return;
-                const double w = weight * (1 - t * t) * (1 - t * t);
-                matrix += w * row * row.transpose();
-                side += w * (d - s) * row;
-            });
+            const double above = model.a * cells.u(column) + model.c;
+            line.above = static_cast<float>((1 + plane[1]) * above + plane[0] + plane[2] * x);
+            line.cy = static_cast<float>(-above / model.b);
+            // Behind its knee.
+            line.most = static_cast<float>(-(plane[0] + plane[2] * x) / plane[1]);
+            const GroundSums sums = groundSums(line, cells.below(0, column, false));
+            matrix(0, 0) += sums.w;
+            matrix(0, 1) += sums.wy;
+            matrix(0, 2) += sums.w * x;
+            matrix(1, 1) += sums.wyy;
+            matrix(1, 2) += sums.wy * x;
+            matrix(2, 2) += sums.w * x * x;
+            side += Eigen::Vector3d(sums.wr, sums.wyr, sums.wr * x);
         }
+        matrix = Eigen::Matrix3d(matrix.selfadjointView<Eigen::Upper>());
         // The angle is a matter of luck, up to 10 degrees or so.
-        const double sure = 1 / (kTurnSigma * kTurnSigma * plane[0] * plane[0]);
+        const double turn = kTurnSigma * plane[0] / kCellSigma;
+        const double sure = 1 / (turn * turn);
         matrix(2, 2) += sure;
-        for (int i = 0; i < 2; ++i) {
-            matrix(i, i) += 0.1;
-            side[i] += 0.1 * plane[i];
-        }
-        plane = matrix.ldlt().solve(side);
+        side[2] -= sure * plane[2];
+        for (int i = 0; i < 2; ++i) matrix(i, i) += 0.1;  // solvable
+        plane += matrix.ldlt().solve(side);
         if (!plane.allFinite() || plane[0] * plane[1] >= 0 || plane[1] < -0.95)
             return false;
     }

@@ -39,17 +39,22 @@ TEST_P(GroundKernelTest, SumsEqualThePlainForm) {
     line.above = -32;
     line.b = 0.2f;
     line.wide = 1.05f;
+    line.steep = 2;
+    line.least = 3;
+    line.most = 30;
     line.min_gradient = 0.08f;
     line.max_gradient = 0.4f;
     line.cy = 200;
     line.over_fy = 1 / 380.0f;
+    int counted = 0;
     for (int groups = 0; groups <= 40; ++groups) {
         fill(groups * kGroundGroup, 1 + groups);
         const GroundSums sums = groundSums(line, cells_);
         const GroundSums expected = groundSumsReference(line, cells_);
         EXPECT_EQ(std::memcmp(&sums, &expected, sizeof sums), 0) << groups;
-        EXPECT_EQ(sums.w > 0, groups > 0);
+        counted += sums.w > 0;
     }
+    EXPECT_GT(counted, 30);
 }
 
 TEST_P(GroundKernelTest, ScoreEqualsThePlainForm) {

@@ -100,6 +100,30 @@ TEST(GroundTest, DownwardRampIsFollowed) {
             << v;
 }
 
+// Things on a ramp that falls away hide some of the few rows that are seen of it, and a matcher
+// carries their depth on to its surface around them: what lies above is believed less.
+TEST(GroundTest, ThingsOnADownwardRampDoNotLiftIt) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        SyntheticScene scene(640, 400, 1200);
+        scene.addGround();
+        scene.addRamp(4500, -0.105, 0);
+        scene.finish(seed, 0.2);
+        for (int y = 0; y < 400; ++y)
+            for (int x = 0; x < 640; ++x)
+                if (x / 16 % 2 == 0 && scene.disparityAt(x, y) < 9.5)
+                    scene.map.disparity.at(x, y) += 9;
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        const camera::GroundModel& ground = frame.ground.model;
+        ASSERT_FALSE(ground.flat) << seed;
+        for (int v = 399; scene.disparityAt(320, v) > 5; v -= 5)
+            EXPECT_NEAR(ground.groundOf(static_cast<float>(ground.planeAt(320, v))),
+                        scene.disparityAt(320, v), 0.25)
+                << seed << " at " << v;
+    }
+}
+
 // What lies behind a kerb across the way is level again: no ramp.
 TEST(GroundTest, KerbAheadIsNoRamp) {
     for (unsigned seed = 1; seed <= 4; ++seed) {
