@@ -110,13 +110,13 @@ Status timeWhole(Replay& replay, int frames, PipelineReport& report) {
     return {};
 }
 
-/// One stage after the other. The time of detection is what a frame takes longer with it.
+/// One stage after the other.
 Status timeStages(Replay& replay, int frames, PipelineReport& report) {
     constexpr const char* kNames[] = {"read and decode", "rectify and match", "the same and detect",
                                       "view 1, ground",  "view 4, stixels",   "point cloud",
                                       "matcher alone"};
     constexpr std::size_t kCount = std::size(kNames);
-    std::vector<double> times[kCount];
+    std::vector<double> times[kCount], detection[camera::kDetectionStages + 1];
     camera::Pipeline& pipeline = replay.pipeline();
     const camera::PipelineSettings with = replay.settings();
     camera::PipelineSettings without = with;
@@ -154,6 +154,12 @@ Status timeStages(Replay& replay, int frames, PipelineReport& report) {
         frame.position = i;
         time(1, [&] { return pipeline.process(frame, without); });
         time(2, [&] { return pipeline.process(frame, with); });
+        double sum = 0;
+        for (int s = 0; s < camera::kDetectionStages; ++s) {
+            detection[s].push_back(pipeline.detector().times()[s]);
+            sum += detection[s].back();
+        }
+        detection[camera::kDetectionStages].push_back(sum);
         replay.newFrame();
         time(3, [&] { return replay.retrieveView(bino::OBSTACLE_VIEW_TYPE_GROUND), Status(); });
         time(4,
@@ -163,12 +169,16 @@ Status timeStages(Replay& replay, int frames, PipelineReport& report) {
     }
     if (!status.ok())
         return status;
-    for (std::size_t i = 0; i < kCount; ++i) {
-        if (times[i].empty())
-            continue;
-        std::sort(times[i].begin(), times[i].end());
-        report.stages.push_back({kNames[i], times[i].front(), times[i][times[i].size() / 2]});
-    }
+    const auto add = [&](const char* name, std::vector<double>& list) {
+        if (list.empty())
+            return;
+        std::sort(list.begin(), list.end());
+        report.stages.push_back({name, list.front(), list[list.size() / 2]});
+    };
+    for (std::size_t i = 0; i < kCount; ++i) add(kNames[i], times[i]);
+    for (int s = 0; s < camera::kDetectionStages; ++s)
+        add(camera::stageName(static_cast<camera::DetectionStage>(s)), detection[s]);
+    add("all of detection", detection[camera::kDetectionStages]);
     return {};
 }
 

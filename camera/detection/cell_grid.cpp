@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 
+#include "camera/base/check.h"
 #include "camera/base/parallel.h"
 
 namespace kova::camera {
@@ -16,12 +16,21 @@ constexpr float kMinFilled = 0.3f;
 constexpr int kSplitSpread = 2 * kDisparityScale;
 /// Part of the measured pixels from which on the nearer of two surfaces counts.
 constexpr float kNearerPart = 0.3f;
-constexpr int kMaxCellPixels = 512;
+constexpr int kMaxCellPixels = 2 * 128 * kMostCellRows;
 /// Mean change over 4 px that a cell needs [grey levels]: less is noise alone in any camera.
 constexpr float kMinChange = 1.2f;
 
 /// Mean of the surface that counts in a cell that straddles two; `count` becomes its size.
-float splitMean(std::uint16_t* values, int& count) {
+float splitMean(const CellRows& rows, int x_begin, int x_end, int& count) {
+    std::uint16_t values[kMaxCellPixels];
+    count = 0;
+    for (int i = 0; i < rows.count; ++i) {
+        const std::uint16_t* d = rows.disparity[i];
+        const std::uint8_t* sure = rows.confidence[i];
+        for (int x = x_begin; x < x_end; ++x)
+            if (isDisparity(d[x]) && sure[x] != 0 && sure[x] != kFilledConfidence)
+                values[count++] = d[x];
+    }
     std::sort(values, values + count);
     int cut = 0;
     int widest = 0;
@@ -53,6 +62,7 @@ float splitMean(std::uint16_t* values, int& count) {
 }  // namespace
 
 void CellGrid::resize(int width, int height, int column_px, int bin_px) {
+    KOVA_DCHECK(column_px <= 128 && bin_px <= kMostCellRows);
     width_ = width;
     height_ = height;
     column_px_ = column_px;
@@ -76,38 +86,28 @@ void CellGrid::reduce(const ImageView<const std::uint8_t>& left, const Disparity
     constexpr int kBinsPerTask = 8;
     const int tasks = (bins_ + kBinsPerTask - 1) / kBinsPerTask;
     parallelFor(tasks, [&](int task) {
+        static thread_local CellColumns columns;
+        columns.resize(width_);
         for (int bin = task * kBinsPerTask; bin < std::min(bins_, (task + 1) * kBinsPerTask);
              ++bin) {
             const int y_begin = std::max(bin * bin_px_, crop_top);
             const int y_end = std::min(binEnd(bin), height_ - crop_bottom);
+            CellRows rows;
+            rows.width = width_;
+            for (int y = y_begin; y < y_end; ++y) {
+                rows.disparity[rows.count] = map.disparity.row(y);
+                rows.confidence[rows.count] = map.confidence.row(y);
+                rows.grey[rows.count++] = left.row(y);
+            }
+            sumCellColumns(rows, columns);
             for (int column = 0; column < columns_; ++column)
-                reduceCell(left, map, offset, column, y_begin, y_end, index(column, bin));
+                reduceCell(rows, columns, offset, column, index(column, bin));
         }
     });
 }
 
-bool CellGrid::textured(const ImageView<const std::uint8_t>& left, int x_begin, int x_end,
-                        int y_begin, int y_end, std::size_t cell) {
-    int change1 = 0;
-    int change4 = 0;
-    const int last = std::min(x_end, left.width - 4);
-    for (int y = y_begin; y < y_end; y += 2) {
-        const std::uint8_t* grey = left.row(y);
-        for (int x = x_begin; x < last; ++x) {
-            change1 += std::abs(grey[x + 1] - grey[x]);
-            change4 += std::abs(grey[x + 4] - grey[x]);
-        }
-    }
-    const int samples = std::max(0, last - x_begin) * ((y_end - y_begin + 1) / 2);
-    if (samples == 0)
-        return true;
-    fine[cell] = static_cast<float>(change1) / static_cast<float>(samples);
-    coarse[cell] = static_cast<float>(change4) / static_cast<float>(samples);
-    return coarse[cell] >= kMinChange;
-}
-
-void CellGrid::reduceCell(const ImageView<const std::uint8_t>& left, const DisparityMap& map,
-                          double offset, int column, int y_begin, int y_end, std::size_t cell) {
+void CellGrid::reduceCell(const CellRows& rows, const CellColumns& columns, double offset,
+                          int column, std::size_t cell) {
     kind[cell] = CellKind::kEmpty;
     disparity[cell] = 0;
     weight[cell] = 0;
@@ -115,35 +115,30 @@ void CellGrid::reduceCell(const ImageView<const std::uint8_t>& left, const Dispa
     fine[cell] = coarse[cell] = 0;
     const int x_begin = columnBegin(column);
     const int x_end = columnEnd(column);
-    const int pixels = std::max(0, y_end - y_begin) * (x_end - x_begin);
+    const int pixels = rows.count * (x_end - x_begin);
     if (pixels == 0)
         return;
 
-    if (!textured(left, x_begin, x_end, y_begin, y_end, cell))
-        return;
-    std::uint16_t values[kMaxCellPixels];
-    int count = 0;
-    int too_near = 0;
-    int sum = 0;
-    int confidence_sum = 0;
-    std::uint16_t low = 0xFFFF;
-    std::uint16_t high = 0;
-    for (int y = y_begin; y < y_end; ++y) {
-        const std::uint16_t* d = map.disparity.row(y);
-        const std::uint8_t* sure = map.confidence.row(y);
-        for (int x = x_begin; x < x_end && count < kMaxCellPixels; ++x) {
-            if (!isDisparity(d[x])) {
-                too_near += d[x] == kTooNearDisparity;
-                continue;
-            }
-            if (sure[x] == 0 || sure[x] == kFilledConfidence)
-                continue;
-            values[count++] = d[x];
-            sum += d[x];
-            confidence_sum += sure[x];
-            low = std::min(low, d[x]);
-            high = std::max(high, d[x]);
-        }
+    int change1 = 0, change4 = 0;
+    int count = 0, too_near = 0, sum = 0, sure = 0;
+    std::uint16_t low = 0xFFFF, high = 0;
+    for (int x = x_begin; x < x_end; ++x) {
+        change1 += columns.change1[x];
+        change4 += columns.change4[x];
+        count += columns.count[x];
+        too_near += columns.too_near[x];
+        sum += columns.sum[x];
+        sure += columns.sure[x];
+        low = std::min(low, columns.low[x]);
+        high = std::max(high, columns.high[x]);
+    }
+    const int samples =
+        std::max(0, std::min(x_end, rows.width - 4) - x_begin) * ((rows.count + 1) / 2);
+    if (samples > 0) {
+        fine[cell] = static_cast<float>(change1) / static_cast<float>(samples);
+        coarse[cell] = static_cast<float>(change4) / static_cast<float>(samples);
+        if (coarse[cell] < kMinChange)
+            return;
     }
     if (too_near * 2 > pixels) {
         kind[cell] = CellKind::kTooNear;
@@ -153,11 +148,11 @@ void CellGrid::reduceCell(const ImageView<const std::uint8_t>& left, const Dispa
     }
     if (static_cast<float>(count) < kMinFilled * static_cast<float>(pixels))
         return;
-    const float mean_confidence = static_cast<float>(confidence_sum) / static_cast<float>(count) /
-                                  static_cast<float>(kConfidenceScale);
+    const float mean_confidence =
+        static_cast<float>(sure) / static_cast<float>(count) / static_cast<float>(kConfidenceScale);
     float mean = static_cast<float>(sum) / static_cast<float>(count);
     if (high - low > kSplitSpread)
-        mean = splitMean(values, count);
+        mean = splitMean(rows, x_begin, x_end, count);
     kind[cell] = CellKind::kMeasured;
     disparity[cell] = mean / static_cast<float>(kDisparityScale) + static_cast<float>(offset);
     weight[cell] = static_cast<float>(count) / kPixelsPerSample;

@@ -5,6 +5,7 @@
 
 #include "camera/base/disparity.h"
 #include "camera/calibration/stereo_calibration.h"
+#include "camera/detection/cell_kernel.h"
 
 namespace kova::camera {
 
@@ -59,11 +60,8 @@ public:
     std::vector<float> coarse;      ///< the same over 4 px; not more than `fine`: noise alone
 
 private:
-    void reduceCell(const ImageView<const std::uint8_t>& left, const DisparityMap& map,
-                    double offset, int column, int y_begin, int y_end, std::size_t cell);
-
-    bool textured(const ImageView<const std::uint8_t>& left, int x_begin, int x_end, int y_begin,
-                  int y_end, std::size_t cell);
+    void reduceCell(const CellRows& rows, const CellColumns& columns, double offset, int column,
+                    std::size_t cell);
 
     int width_ = 0, height_ = 0, column_px_ = 1, bin_px_ = 1, columns_ = 0, bins_ = 0;
 };

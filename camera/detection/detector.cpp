@@ -1,6 +1,7 @@
 #include "camera/detection/detector.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 #include "camera/detection/cell_grid.h"
@@ -56,7 +57,43 @@ DetectionHealth judgePicture(const ImageView<const std::uint8_t>& left, const Ce
     return health;
 }
 
+/// Notes how long each stage takes.
+class StageClock {
+public:
+    explicit StageClock(DetectionTimes& times) : times_(times) {}
+    void done(DetectionStage stage) {
+        const auto now = Clock::now();
+        times_[stage] = std::chrono::duration<double, std::milli>(now - last_).count();
+        last_ = now;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    DetectionTimes& times_;
+    Clock::time_point last_ = Clock::now();
+};
+
 }  // namespace
+
+const char* stageName(DetectionStage stage) {
+    switch (stage) {
+        case kCells:
+            return "cells";
+        case kGroundFit:
+            return "ground";
+        case kSearch:
+            return "stixel search";
+        case kJudging:
+            return "stixels judged";
+        case kTracking:
+            return "obstacles tracked";
+        case kMapping:
+            return "ground map";
+        case kDetectionStages:
+            break;
+    }
+    return "";
+}
 
 struct Detector::Impl {
     CellGrid grid;
@@ -66,6 +103,7 @@ struct Detector::Impl {
     StixelFilter filter;
     ObstacleTracker obstacles;
     GroundMapper mapper;
+    DetectionTimes times{};
     int width = 0, height = 0, column_px = 0;
     float max_disparity = 0;
 
@@ -84,7 +122,7 @@ struct Detector::Impl {
         height = geometry.height;
         column_px = columns_px;
         max_disparity = end;
-        grid.resize(width, height, column_px, width >= kHdWidth ? 4 : 2);
+        grid.resize(width, height, column_px, width >= kHdWidth || input.half_size ? 4 : 2);
         search.resize(grid, end);
     }
 
@@ -104,6 +142,10 @@ void Detector::reset() {
 
 const std::vector<StixelCandidate>& Detector::candidates() const {
     return impl_->filter.candidates();
+}
+
+const DetectionTimes& Detector::times() const {
+    return impl_->times;
 }
 
 void Detector::detect(const DetectionInput& input, const DetectionSettings& settings,
@@ -139,19 +181,26 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
     context.stixels.crop_bottom =
         std::clamp(context.stixels.crop_bottom, 0, frame.height - context.stixels.crop_top);
 
+    StageClock clock(my.times);
     my.grid.reduce(input.left, *input.map, input.geometry.disparityOffset(),
                    context.stixels.crop_top, context.stixels.crop_bottom);
     frame.health = judgePicture(input.left, my.grid);
     frame.health.dropped_frames = input.dropped_frames;
+    clock.done(kCells);
     frame.ground = my.ground.update(my.grid, input.geometry, gravity, input.t_ns,
                                     static_cast<float>(settings.obstacles.ground_min_support) / 100,
                                     settings.temporal);
+    clock.done(kGroundFit);
     my.search.run(my.grid,
                   frame.ground.state == GroundState::kLost ? nullptr : &frame.ground.model);
+    clock.done(kSearch);
     my.filter.run(context, my.search, frame);
+    clock.done(kJudging);
     my.obstacles.update(input.geometry, gravity ? &gravity->rotation() : nullptr, settings.temporal,
                         frame);
+    clock.done(kTracking);
     my.mapper.run(context, my.search, input.left, frame);
+    clock.done(kMapping);
 }
 
 }  // namespace kova::camera

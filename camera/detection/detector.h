@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -42,6 +43,12 @@ struct DetectionInput {
     std::int64_t dropped_frames = 0;  ///< since the frame before
 };
 
+/// What a frame's detection does, in this order.
+enum DetectionStage { kCells, kGroundFit, kSearch, kJudging, kTracking, kMapping, kDetectionStages };
+const char* stageName(DetectionStage stage);
+/// [ms]; for benchmarks.
+using DetectionTimes = std::array<double, kDetectionStages>;
+
 /// Ground, stixels and obstacles of a sequence of frames. Keeps what it tracks; the same sequence
 /// gives the same result. Memory is allocated when the size changes, not per frame.
 class Detector {
@@ -56,6 +63,9 @@ public:
 
     /// What was judged in the last frame, kept or not; for fitting the judge.
     const std::vector<StixelCandidate>& candidates() const;
+
+    /// What the last frame took.
+    const DetectionTimes& times() const;
 
     void detect(const DetectionInput& input, const DetectionSettings& settings,
                 DetectionFrame& frame);

@@ -5,6 +5,7 @@
 
 #include "camera/base/parallel.h"
 #include "camera/detection/ground_profile.h"
+#include "camera/detection/map_kernel.h"
 
 namespace kova::camera {
 
@@ -12,10 +13,6 @@ namespace {
 
 constexpr std::int32_t kUnsure = -1;
 constexpr std::int32_t kGround = -2;
-constexpr std::uint8_t kMapObstacle = 0;
-constexpr std::uint8_t kMapUnsure = 127;
-constexpr std::uint8_t kMapGround = 255;
-constexpr std::uint8_t kSaturated = 252;
 constexpr float kUnit10mInMm = 10000;
 constexpr float kDegreesPerRadian = 57.29577951f;
 /// Change of the picture over 4 px by that over 1 px: 1 for noise alone, more for any surface.
@@ -36,6 +33,32 @@ bool showsSurface(const CellGrid& grid, int column, int bin) {
     }
     return coarse >= kMinTexture * fine;
 }
+
+/// For every pixel of a row, what depth it must have to be what; a column writes past its end into
+/// the next one, which is written after it.
+struct Expected {
+    static constexpr int kAtOnce = 8;
+    std::vector<std::uint16_t> low, high;
+    std::vector<std::uint8_t> value;
+
+    void resize(int width) {
+        const auto size = static_cast<std::size_t>(width + kAtOnce);
+        low.resize(size);
+        high.resize(size);
+        value.resize(size);
+    }
+    void set(int x_begin, int x_end, float least, float most, std::uint8_t label) {
+        constexpr float kMost = kFirstReservedDisparity - 1;
+        const bool none = most < 0 || least > kMost;
+        const auto from = static_cast<std::uint16_t>(none ? 1 : std::max(0.0f, least));
+        const auto to = static_cast<std::uint16_t>(none ? 0 : std::min(kMost, most));
+        for (int x = x_begin; x < x_end; x += kAtOnce) {
+            std::fill_n(low.data() + x, kAtOnce, from);
+            std::fill_n(high.data() + x, kAtOnce, to);
+            std::fill_n(value.data() + x, kAtOnce, label);
+        }
+    }
+};
 
 }  // namespace
 
@@ -122,52 +145,58 @@ void GroundMapper::dropSmallRegions(const StixelContext& context) {
 
 void GroundMapper::paintRow(const StixelContext& context, const ImageView<const std::uint8_t>& left,
                             int y, DetectionFrame& frame) const {
+    static thread_local Expected expected;
+    expected.resize(frame.width);
     const CellGrid& grid = *context.grid;
-    const GroundModel& ground = context.ground->model;
     const float offset = static_cast<float>(context.geometry.disparityOffset());
+    const float foot = context.obstacles.obstacle_foot_height * kUnit10mInMm /
+                       static_cast<float>(context.ground->model.height_mm);
     const std::uint16_t* d = context.map->disparity.row(y);
-    const std::uint8_t* sure = context.map->confidence.row(y);
-    const std::uint8_t* grey = left.row(y);
-    std::uint8_t* out = frame.ground_map.row(y);
-    std::fill(out, out + frame.width, kMapUnsure);
+    bool any_too_near = false;
     for (int column = 0; column < grid.columns(); ++column) {
         const std::int32_t label = labels_[static_cast<std::size_t>(column) * height_ + y];
-        if (label == kUnsure)
-            continue;
-        float expected;
-        float tolerance;
-        std::uint8_t value;
+        float at = -1;
+        float tolerance = 0;
+        std::uint8_t value = kMapUnsure;
         if (label == kGround) {
             const GroundModel& surface = in_column_[static_cast<std::size_t>(column)];
             const float s = static_cast<float>(surface.planeAt(grid.centreX(column), y));
-            expected = surface.groundOf(s);
+            at = surface.groundOf(s) - offset;
             // A pixel is noisier than a cell; higher than the foot of an obstacle is not ground.
-            const float foot = context.obstacles.obstacle_foot_height * kUnit10mInMm;
-            tolerance =
-                std::max(2 * groundTolerance(s), s * foot / static_cast<float>(ground.height_mm));
+            tolerance = std::max(2 * groundTolerance(s), s * foot);
             value = kMapGround;
-        } else {
+        } else if (label != kUnsure) {
             const Stixel& stixel = frame.stixels[static_cast<std::size_t>(label)];
-            expected = stixel.disparity;
-            tolerance = 1.5f + 0.06f * expected;
-            value = kMapObstacle;
             if (stixel.too_near) {
-                for (int x = stixel.x_begin; x < stixel.x_end; ++x)
-                    if (d[x] == kTooNearDisparity)
-                        out[x] = kMapObstacle;
-                continue;
+                any_too_near = true;
+            } else if (surface_[grid.index(column, y / grid.binPx())]) {
+                at = stixel.disparity - offset;
+                tolerance = 1.5f + 0.06f * stixel.disparity;
+                value = kMapObstacle;
             }
-            if (!surface_[grid.index(column, y / grid.binPx())])
-                continue;
         }
-        const int low = static_cast<int>((expected - offset - tolerance) * kDisparityScale);
-        const int high = static_cast<int>((expected - offset + tolerance) * kDisparityScale);
-        for (int x = grid.columnBegin(column); x < grid.columnEnd(column); ++x) {
-            const bool fits = d[x] >= low && d[x] <= high && isDisparity(d[x]) &&
-                              sure[x] != kFilledConfidence && sure[x] != 0;
-            if (fits && (value == kMapObstacle || grey[x] < kSaturated))
-                out[x] = value;
-        }
+        expected.set(grid.columnBegin(column), grid.columnEnd(column),
+                     (at - tolerance) * kDisparityScale, (at + tolerance) * kDisparityScale, value);
+    }
+    MapRow row;
+    row.width = frame.width;
+    row.disparity = d;
+    row.confidence = context.map->confidence.row(y);
+    row.grey = left.row(y);
+    row.low = expected.low.data();
+    row.high = expected.high.data();
+    row.value = expected.value.data();
+    std::uint8_t* out = frame.ground_map.row(y);
+    paintMapRow(row, out);
+    if (!any_too_near)
+        return;
+    for (int column = 0; column < grid.columns(); ++column) {
+        const std::int32_t label = labels_[static_cast<std::size_t>(column) * height_ + y];
+        if (label < 0 || !frame.stixels[static_cast<std::size_t>(label)].too_near)
+            continue;
+        for (int x = grid.columnBegin(column); x < grid.columnEnd(column); ++x)
+            if (d[x] == kTooNearDisparity)
+                out[x] = kMapObstacle;
     }
 }
 
@@ -178,12 +207,14 @@ void GroundMapper::run(const StixelContext& context, const StixelSearch& search,
     const CellGrid& grid = *context.grid;
     surface_.resize(grid.kind.size());
     in_column_.resize(static_cast<std::size_t>(grid.columns()));
-    parallelFor(grid.columns(), [&](int column) {
+    for (int column = 0; column < grid.columns(); ++column)
         in_column_[static_cast<std::size_t>(column)] =
             context.ground->model.inColumn(grid.centreX(column));
-        for (int bin = 0; bin < grid.bins(); ++bin)
-            surface_[grid.index(column, bin)] = showsSurface(grid, column, bin);
-    });
+    for (const Stixel& stixel : frame.stixels) {
+        const int end = std::min(grid.bins(), (stixel.y_bottom - 1) / grid.binPx() + 1);
+        for (int bin = stixel.y_top / grid.binPx(); bin < end; ++bin)
+            surface_[grid.index(stixel.column, bin)] = showsSurface(grid, stixel.column, bin);
+    }
     constexpr int kRowsPerTask = 32;
     const int tasks = (frame.height + kRowsPerTask - 1) / kRowsPerTask;
     const int bottom = frame.height - context.stixels.crop_bottom;

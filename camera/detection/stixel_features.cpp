@@ -25,8 +25,8 @@ int sixteenths(float d) {
 
 void comparePictures(const StixelContext& context, const Stixel& stixel, StixelFeatures& features) {
     const bool has_ground = context.ground->state != GroundState::kLost;
-    const GroundModel& ground = context.ground->model;
     const double u = context.grid->centreX(stixel.column);
+    const GroundModel ground = context.ground->model.inColumn(u);
     const float offset = static_cast<float>(context.geometry.disparityOffset());
     std::array<RowHypothesis, kMostRows> upright;
     std::array<RowHypothesis, kMostRows> lying;
