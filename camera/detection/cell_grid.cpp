@@ -1,7 +1,7 @@
 #include "camera/detection/cell_grid.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 
 #include "camera/base/check.h"
 #include "camera/base/parallel.h"
@@ -16,47 +16,82 @@ constexpr float kMinFilled = 0.3f;
 constexpr int kSplitSpread = 2 * kDisparityScale;
 /// Part of the measured pixels from which on the nearer of two surfaces counts.
 constexpr float kNearerPart = 0.3f;
-constexpr int kMaxCellPixels = 2 * 128 * kMostCellRows;
 /// Mean change over 4 px that a cell needs [grey levels]: less is noise alone in any camera.
 constexpr float kMinChange = 1.2f;
 
-/// Mean of the surface that counts in a cell that straddles two; `count` becomes its size.
-float splitMean(const CellRows& rows, int x_begin, int x_end, int& count) {
-    std::uint16_t values[kMaxCellPixels];
-    count = 0;
-    for (int i = 0; i < rows.count; ++i) {
-        const std::uint16_t* d = rows.disparity[i];
-        const std::uint8_t* sure = rows.confidence[i];
-        for (int x = x_begin; x < x_end; ++x)
-            if (isDisparity(d[x]) && sure[x] != 0 && sure[x] != kFilledConfidence)
-                values[count++] = d[x];
-    }
-    std::sort(values, values + count);
-    int cut = 0;
-    int widest = 0;
-    const int first = count / 8;  // a few outliers at either end are no surface
-    for (int i = std::max(1, first); i < count - first; ++i) {
-        if (values[i] - values[i - 1] > widest) {
-            widest = values[i] - values[i - 1];
-            cut = i;
+/// The measured disparities of a cell, sorted coarsely: only what lies between two buckets can be
+/// the gap between two surfaces.
+struct Buckets {
+    static constexpr int kCount = 32;
+    struct Bucket {
+        int count = 0, sum = 0;
+        int low = 0xFFFF, high = 0;
+    };
+    std::array<Bucket, kCount> bucket;
+
+    Buckets(const CellRows& rows, int x_begin, int x_end, int low, int high) {
+        const unsigned scale = (kCount << 16) / static_cast<unsigned>(high - low + 1);
+        for (int i = 0; i < rows.count; ++i) {
+            const std::uint16_t* d = rows.disparity[i];
+            const std::uint8_t* sure = rows.confidence[i];
+            for (int x = x_begin; x < x_end; ++x) {
+                if (!isDisparity(d[x]) || sure[x] == 0 || sure[x] == kFilledConfidence)
+                    continue;
+                Bucket& in = bucket[(static_cast<unsigned>(d[x] - low) * scale) >> 16];
+                ++in.count;
+                in.sum += d[x];
+                in.low = std::min<int>(in.low, d[x]);
+                in.high = std::max<int>(in.high, d[x]);
+            }
         }
     }
+
+    /// How many disparities lie below the widest gap among those from `first` to `last`, counted
+    /// from the least; 0 when no gap is wider than `least`.
+    int cut(int first, int last, int least) const {
+        int widest = least, at = 0, below = 0, end = -1;
+        for (const Bucket& b : bucket) {
+            if (b.count == 0)
+                continue;
+            if (end >= 0 && below >= first && below < last && b.low - end > widest) {
+                widest = b.low - end;
+                at = below;
+            }
+            below += b.count;
+            end = b.high;
+        }
+        return at;
+    }
+
+    /// Mean of those from `begin` to `end`, counted from the least; of a bucket at either end a
+    /// part.
+    float mean(int begin, int end) const {
+        float sum = 0;
+        int below = 0;
+        for (const Bucket& b : bucket) {
+            const int part = std::min(end, below + b.count) - std::max(begin, below);
+            if (part > 0)
+                sum += static_cast<float>(b.sum) * static_cast<float>(part) /
+                       static_cast<float>(b.count);
+            below += b.count;
+        }
+        return sum / static_cast<float>(end - begin);
+    }
+};
+
+/// Mean of the surface that counts in a cell that straddles two; `count` becomes its size.
+float splitMean(const Buckets& buckets, int& count) {
+    const int ends = count / 8;  // a few outliers at either end are no surface
+    const int cut = buckets.cut(std::max(1, ends), count - ends, kDisparityScale);
     int begin = 0;
     int end = count;
-    if (widest > kDisparityScale) {
-        const int nearer = count - cut;
-        if (static_cast<float>(nearer) >= kNearerPart * static_cast<float>(count))
-            begin = cut;
-        else
-            end = cut;
+    if (cut > 0) {
+        const bool nearer = static_cast<float>(count - cut) >= kNearerPart * static_cast<float>(count);
+        (nearer ? begin : end) = cut;
     }
-    // Mean of the middle half.
-    const int trim = (end - begin) / 4;
-    int sum = 0;
-    for (int i = begin + trim; i < end - trim; ++i) sum += values[i];
-    const float mean = static_cast<float>(sum) / static_cast<float>(end - begin - 2 * trim);
     count = end - begin;
-    return mean;
+    const int trim = count / 4;  // the mean of the middle half
+    return buckets.mean(begin + trim, end - trim);
 }
 
 }  // namespace
@@ -152,7 +187,7 @@ void CellGrid::reduceCell(const CellRows& rows, const CellColumns& columns, doub
         static_cast<float>(sure) / static_cast<float>(count) / static_cast<float>(kConfidenceScale);
     float mean = static_cast<float>(sum) / static_cast<float>(count);
     if (high - low > kSplitSpread)
-        mean = splitMean(rows, x_begin, x_end, count);
+        mean = splitMean(Buckets(rows, x_begin, x_end, low, high), count);
     kind[cell] = CellKind::kMeasured;
     disparity[cell] = mean / static_cast<float>(kDisparityScale) + static_cast<float>(offset);
     weight[cell] = static_cast<float>(count) / kPixelsPerSample;

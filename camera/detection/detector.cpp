@@ -122,7 +122,7 @@ struct Detector::Impl {
         height = geometry.height;
         column_px = columns_px;
         max_disparity = end;
-        grid.resize(width, height, column_px, width >= kHdWidth || input.half_size ? 4 : 2);
+        grid.resize(width, height, column_px, input.half_size ? 8 : 4);
         search.resize(grid, end);
     }
 
