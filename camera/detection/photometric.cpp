@@ -4,6 +4,9 @@
 #include <cmath>
 #include <cstdint>
 
+#include "camera/base/check.h"
+#include "camera/detection/photometric_kernel.h"
+
 namespace kova::camera {
 
 namespace {
@@ -14,68 +17,42 @@ constexpr int kMostRowsElsewhere = 12;
 constexpr int kMinPixels = 8;
 constexpr float kLeastVariance = 1e-3f;
 
-/// Sums over pixels p of the left and q of the right picture, in 1/16 grey levels.
-struct Sums {
-    std::int64_t n = 0, p = 0, q = 0, pp = 0, qq = 0, pq = 0;
+/// What sums tell [grey levels^2].
+struct Moments {
+    double left, right, both;
 
-    void add(const Sums& other) {
-        n += other.n, p += other.p, q += other.q;
-        pp += other.pp, qq += other.qq, pq += other.pq;
-    }
-    /// Covariance [grey levels^2].
-    double covariance(std::int64_t xy, std::int64_t x, std::int64_t y) const {
+    explicit Moments(const PatchSums& sums)
+        : left(covariance(sums.n, sums.pp, sums.p, sums.p)),
+          right(covariance(sums.n, sums.qq, sums.q, sums.q)),
+          both(covariance(sums.n, sums.pq, sums.p, sums.q)) {}
+    double residual() const { return left + right - 2 * both; }
+
+private:
+    static double covariance(std::int64_t n, std::int64_t xy, std::int64_t x, std::int64_t y) {
         return (static_cast<double>(n) * static_cast<double>(xy) -
                 static_cast<double>(x) * static_cast<double>(y)) /
                (256.0 * static_cast<double>(n) * static_cast<double>(n));
     }
-    double left() const { return covariance(pp, p, p); }
-    double right() const { return covariance(qq, q, q); }
-    double both() const { return covariance(pq, p, q); }
-    double residual() const { return left() + right() - 2 * both(); }
 };
 
-/// Pixels of both pictures that belong together, side by side, until there are enough to be added
-/// up at once: rows of a patch are shorter than a vector.
-class PixelPairs {
-public:
-    /// Adds a row's pixels that lie inside both pictures.
-    void add(const std::uint8_t* left, const std::uint8_t* right, int width, int x_begin, int x_end,
-             int d16, Sums& sums) {
+/// The two pictures, where a patch is.
+struct Patch {
+    const ImageView<const std::uint8_t>& left;
+    const ImageView<const std::uint8_t>& right;
+    int x_begin, x_end;
+
+    /// A row's pixels that lie inside both pictures.
+    PatchRow row(int y, int d16) const {
         // x - d = x + whole + part / 16
         const int whole = -((d16 + 15) >> 4);
-        const int part = -d16 - 16 * whole;
-        int first = std::max(x_begin, -whole);
-        const int last = std::min(x_end, width - 1 - whole);
-        while (first < last) {
-            const int count = std::min(last - first, kMost - count_);
-            const std::uint8_t* l = left + first;
-            const std::uint8_t* r = right + first + whole;
-            for (int i = 0; i < count; ++i) {
-                p_[count_ + i] = static_cast<std::int16_t>(16 * l[i]);
-                q_[count_ + i] = static_cast<std::int16_t>(r[i] * (16 - part) + r[i + 1] * part);
-            }
-            count_ += count;
-            first += count;
-            if (count_ == kMost)
-                flush(sums);
-        }
+        PatchRow row;
+        row.part = -d16 - 16 * whole;
+        const int first = std::max(x_begin, -whole);
+        row.pixels = std::max(0, std::min(x_end, left.width - 1 - whole) - first);
+        row.left = left.row(y) + first;
+        row.right = right.row(y) + first + whole;
+        return row;
     }
-
-    void flush(Sums& sums) {
-        // Products of 16 bits that are added in 32: what every CPU has an instruction for.
-        std::int32_t p = 0, q = 0, pp = 0, qq = 0, pq = 0;
-        for (int i = 0; i < count_; ++i) {
-            p += p_[i], q += q_[i];
-            pp += p_[i] * p_[i], qq += q_[i] * q_[i], pq += p_[i] * q_[i];
-        }
-        sums.add({count_, p, q, pp, qq, pq});
-        count_ = 0;
-    }
-
-private:
-    static constexpr int kMost = 128;  ///< 128 * (16 * 255)^2 is below 2^31
-    std::int16_t p_[kMost], q_[kMost];
-    int count_ = 0;
 };
 
 }  // namespace
@@ -83,32 +60,33 @@ private:
 void photometricFit(const ImageView<const std::uint8_t>& left,
                     const ImageView<const std::uint8_t>& right, int x_begin, int x_end,
                     const RowHypothesis* rows, int count, bool elsewhere, PhotometricFit& fit) {
+    KOVA_DCHECK(count <= kMostPatchRows);
     fit = PhotometricFit();
-    PixelPairs pairs, compared_pairs;
+    const Patch patch{left, right, x_begin, x_end};
+    PatchRow alone[kMostPatchRows], compared[kMostPatchRows];
     for (const int shift : kShifts) {
-        Sums all, compared;
-        for (int i = 0; i < count; ++i) {
-            const bool both = rows[i].compared;
-            (both ? compared_pairs : pairs)
-                .add(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin, x_end,
-                     rows[i].d16 + shift, both ? compared : all);
-        }
-        pairs.flush(all);
-        compared_pairs.flush(compared);
-        all.add(compared);
+        int n_alone = 0, n_compared = 0;
+        for (int i = 0; i < count; ++i)
+            (rows[i].compared ? compared[n_compared++] : alone[n_alone++]) =
+                patch.row(rows[i].y, rows[i].d16 + shift);
+        const PatchSums second = patchSums(compared, n_compared);
+        PatchSums all = patchSums(alone, n_alone);
+        all.add(second);
         if (all.n < kMinPixels)
             continue;
-        const auto residual = static_cast<float>(all.residual());
+        const Moments moments(all);
+        const auto residual = static_cast<float>(moments.residual());
         if (fit.pixels > 0 && residual >= fit.residual)
             continue;
         fit.pixels = static_cast<int>(all.n);
         fit.residual = residual;
-        fit.variance = static_cast<float>(all.left());
+        fit.variance = static_cast<float>(moments.left);
         fit.correlation = static_cast<float>(
-            all.both() / std::sqrt(std::max(0.0, all.left() * all.right()) + kLeastVariance));
-        fit.compared_pixels = static_cast<int>(compared.n);
+            moments.both /
+            std::sqrt(std::max(0.0, moments.left * moments.right) + kLeastVariance));
+        fit.compared_pixels = static_cast<int>(second.n);
         fit.compared_residual =
-            compared.n >= kMinPixels ? static_cast<float>(compared.residual()) : 0;
+            second.n >= kMinPixels ? static_cast<float>(Moments(second).residual()) : 0;
     }
     if (!elsewhere || fit.pixels == 0)
         return;
@@ -116,14 +94,13 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
     fit.elsewhere_residual = -1;
     for (const int far : kFarShifts) {
         for (const int shift : {-far, far}) {
-            Sums sums;
+            int n = 0;
             for (int i = 0; i < count; i += step)
-                pairs.add(left.row(rows[i].y), right.row(rows[i].y), left.width, x_begin, x_end,
-                          rows[i].d16 + shift, sums);
-            pairs.flush(sums);
+                alone[n++] = patch.row(rows[i].y, rows[i].d16 + shift);
+            const PatchSums sums = patchSums(alone, n);
             if (sums.n < kMinPixels)
                 continue;
-            const auto residual = static_cast<float>(sums.residual());
+            const auto residual = static_cast<float>(Moments(sums).residual());
             if (fit.elsewhere_residual < 0 || residual < fit.elsewhere_residual)
                 fit.elsewhere_residual = residual;
         }

@@ -11,6 +11,9 @@ struct RowHypothesis {
     bool compared = false;  ///< counts for the second of the two sums, see below
 };
 
+/// More rows say little more, as neighbouring ones are alike.
+constexpr int kMostPatchRows = 24;
+
 /// How well a patch of the left picture agrees with the right one where a hypothesis puts it.
 struct PhotometricFit {
     float variance = 0;           ///< of the left patch [grey levels^2]
@@ -31,7 +34,7 @@ struct PhotometricFit {
 ///
 /// The best of five shifts within 0.6 px counts, since neither disparities nor the ground are known
 /// better than that. The right picture is interpolated linearly, to 1/16 px; all sums are integer.
-/// @param rows       of the patch
+/// @param rows       of the patch, kMostPatchRows at most
 /// @param elsewhere  whether to look there too
 /// @param fit        all zero when less than 8 pixels lie inside both pictures
 void photometricFit(const ImageView<const std::uint8_t>& left,

@@ -10,8 +10,6 @@ namespace kova::camera {
 
 namespace {
 
-/// More rows say little more, as neighbouring ones are alike.
-constexpr int kMostRows = 24;
 constexpr float kNoise = 2;  ///< about the variance of the difference of two pixels [grey levels^2]
 constexpr float kMinGroundDisparity = 0.3f;
 
@@ -28,10 +26,10 @@ void comparePictures(const StixelContext& context, const Stixel& stixel, StixelF
     const double u = context.grid->centreX(stixel.column);
     const GroundModel ground = context.ground->model.inColumn(u);
     const float offset = static_cast<float>(context.geometry.disparityOffset());
-    std::array<RowHypothesis, kMostRows> upright;
-    std::array<RowHypothesis, kMostRows> lying;
+    std::array<RowHypothesis, kMostPatchRows> upright;
+    std::array<RowHypothesis, kMostPatchRows> lying;
     const int height = stixel.y_bottom - stixel.y_top;
-    const int step = (height + kMostRows - 1) / kMostRows;
+    const int step = (height + kMostPatchRows - 1) / kMostPatchRows;
     int count = 0;
     int below_horizon = 0;
     for (int y = stixel.y_top; y < stixel.y_bottom; y += step) {
