@@ -67,19 +67,32 @@ float rowMisfit(const StixelContext& context, int column, int y, float expected)
     return count > 0 ? sum / static_cast<float>(count) : 1.0f;
 }
 
+/// Disparity of what is seen in a row above an object.
+float behindAt(const StixelContext& context, const GroundModel& ground, int column, int y,
+               const Segment* above) {
+    if (!above || above->kind == SegmentKind::kSky)
+        return 0;
+    if (above->kind == SegmentKind::kObject)
+        return above->disparity;
+    const auto s = static_cast<float>(ground.planeAt(context.grid->centreX(column), y));
+    const auto height = static_cast<float>(ground.height_mm);
+    const float rise = above->kind == SegmentKind::kRaised ? above->rise_mm : 0;
+    return s > 0 ? ground.groundOf(s) * height / (height - rise) : 0;
+}
+
 /// The row within one bin of `y` that parts an object below from what is above it best.
-int refineTop(const StixelContext& context, int column, int y, float disparity,
-              const Segment* above) {
+int refineTop(const StixelContext& context, const GroundModel& ground, int column, int y,
+              float disparity, const Segment* above) {
     const int reach = context.grid->binPx();
     const int begin = std::max(0, y - reach);
     const int end = std::min(context.geometry.height - 1, y + reach);
-    // Cost of calling rows above `row` background and the others object.
-    const float behind = above && above->kind == SegmentKind::kObject ? above->disparity : 0;
+    // Cost of calling rows above `row` background and the others object, less that of calling all
+    // of them object.
     float cost = 0;
-    for (int row = begin; row < end; ++row) cost += rowMisfit(context, column, row, disparity);
-    float best = cost;
+    float best = 0;
     int best_row = begin;
     for (int row = begin; row < end; ++row) {
+        const float behind = behindAt(context, ground, column, row, above);
         cost +=
             rowMisfit(context, column, row, behind) - rowMisfit(context, column, row, disparity);
         if (cost < best) {
@@ -130,7 +143,7 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     stixel.distance_mm = static_cast<float>(fb) / d;
     stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
     stixel.confidence = segment.confidence;
-    stixel.y_top = refineTop(context, column, segment.y_top, d, above);
+    stixel.y_top = refineTop(context, ground, column, segment.y_top, d, above);
     stixel.y_bottom = std::max(segment.y_bottom, stixel.y_top + 1);
     const int bins = (segment.y_bottom - segment.y_top) / context.grid->binPx();
     candidate.evidence = segment.evidence;
