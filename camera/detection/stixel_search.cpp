@@ -174,13 +174,16 @@ struct StixelSearch::Scratch {
         float ground = kNever, sky = kNever;
         float to_ground = kNever;  ///< least of the objects for ground above
         std::array<float, kRaised> raised{};
+        int best_raised = 0;         ///< index of the least of `raised`
+        int best_group = 0;          ///< of the least of `group_min`
+        float best_object = kNever;  ///< the least of `group_min`
 
-        int bestRaised() const {
-            return static_cast<int>(std::min_element(raised.begin(), raised.end()) -
-                                    raised.begin());
-        }
-        float bestObject(int groups) const {
-            return *std::min_element(group_min.begin(), group_min.begin() + groups);
+        void findBest(int groups) {
+            best_raised = static_cast<int>(std::min_element(raised.begin(), raised.end()) -
+                                           raised.begin());
+            const auto* least = std::min_element(group_min.begin(), group_min.begin() + groups);
+            best_group = static_cast<int>(least - group_min.begin());
+            best_object = *least;
         }
     };
     std::vector<Row> rows = std::vector<Row>(kMaxBins);
@@ -229,20 +232,18 @@ float StixelSearch::Scratch::skyCost(int t) const {
 /// Fills in what it costs to begin an object at bin t, from the states of the bin below it.
 void StixelSearch::Scratch::enterObjects(int t, StixelStep& step) const {
     const Row& below = rows[t - 1];
+    // From a group as near or nearer, or from the best one, which lies farther.
     float nearer = kNever;
-    for (int g = groups - 1; g >= 0; --g) {
+    for (int g = groups - 1; g > below.best_group; --g) {
         nearer = std::min(nearer, below.group_min[g]);
-        step.jump[g] = nearer + kNewSegment;
+        step.jump[g] =
+            std::min(nearer + kNewSegment, below.best_object + kNewSegment + kNearerAbove);
     }
-    float farther = kNever;
-    for (int g = 0; g < groups; ++g) {
-        step.jump[g] = std::min(step.jump[g], farther + kNewSegment + kNearerAbove);
-        farther = std::min(farther, below.group_min[g]);
-    }
+    for (int g = 0; g <= below.best_group; ++g) step.jump[g] = below.best_object + kNewSegment;
     step.other = below.sky < kNever ? below.sky + kNewSegment + kObjectAboveSky : kNever;
     step.from_ground =
         footCosts(below.ground < kNever ? below.ground + kNewSegment : kNever, column.ground[t]);
-    const int j = below.bestRaised();
+    const int j = below.best_raised;
     step.from_raised = footCosts(below.raised[j] < kNever ? below.raised[j] + kNewSegment : kNever,
                                  column.ground[t] < 0 ? -1 : column.ground[t] * column.ratio[j]);
 }
@@ -251,8 +252,8 @@ void StixelSearch::Scratch::enterObjects(int t, StixelStep& step) const {
 void StixelSearch::Scratch::lyingSurfaces(int t) {
     const Row& below = rows[t - 1];
     Row& row = rows[t];
-    const float best_raised = below.raised[below.bestRaised()];
-    const float best_object = below.bestObject(groups);
+    const float best_raised = below.raised[below.best_raised];
+    const float best_object = below.best_object;
     const auto sum = [](float p, float q) { return std::min(kNever, p + q); };
 
     row.ground = sum(std::min({below.ground, best_raised + kStep, below.to_ground + kNewSegment}),
@@ -314,6 +315,7 @@ void StixelSearch::Scratch::forward(const float* level, bool has_ground) {
             for (int j = 0; j < kRaised; ++j)
                 row.raised[j] = std::min(kNever, kStep + raisedCost(0, j));
         }
+        row.findBest(groups);
     }
 }
 
@@ -326,7 +328,7 @@ int StixelSearch::Scratch::bestObjectAt(int t) const {
 int StixelSearch::Scratch::before(int t, int state, const float* level) const {
     const Row& below = rows[t - 1];
     const float* costs = cost.row(t - 1);
-    const int raised_at = below.bestRaised();
+    const int raised_at = below.best_raised;
     int from = state;
     float value = 0;
     const auto offer = [&](float other, int code) {
@@ -350,7 +352,7 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
         value = below.sky;
         offer(below.ground + kNewSegment, kFromGround);
         offer(below.raised[raised_at] + kNewSegment, kFromRaised + raised_at);
-        if (below.bestObject(groups) + kNewSegment < value)
+        if (below.best_object + kNewSegment < value)
             from = bestObjectAt(t - 1);
         return from;
     }
@@ -362,7 +364,7 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
         if (j + 1 < kRaised)
             offer(below.raised[j + 1] + kSmallStep, state + 1);
         offer(below.ground + kStep, kFromGround);
-        if (below.bestObject(groups) + kNewSegment + kRaisedAbove < value)
+        if (below.best_object + kNewSegment + kRaisedAbove < value)
             from = bestObjectAt(t - 1);
         return from;
     }
