@@ -86,7 +86,8 @@ float splitMean(const Buckets& buckets, int& count) {
     int begin = 0;
     int end = count;
     if (cut > 0) {
-        const bool nearer = static_cast<float>(count - cut) >= kNearerPart * static_cast<float>(count);
+        const bool nearer =
+            static_cast<float>(count - cut) >= kNearerPart * static_cast<float>(count);
         (nearer ? begin : end) = cut;
     }
     count = end - begin;

@@ -44,7 +44,15 @@ struct DetectionInput {
 };
 
 /// What a frame's detection does, in this order.
-enum DetectionStage { kCells, kGroundFit, kSearch, kJudging, kTracking, kMapping, kDetectionStages };
+enum DetectionStage {
+    kCells,
+    kGroundFit,
+    kSearch,
+    kJudging,
+    kTracking,
+    kMapping,
+    kDetectionStages
+};
 const char* stageName(DetectionStage stage);
 /// [ms]; for benchmarks.
 using DetectionTimes = std::array<double, kDetectionStages>;

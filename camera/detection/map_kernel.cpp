@@ -41,8 +41,7 @@ void paintRowImpl(const MapRow& row, std::uint8_t* HWY_RESTRICT out) {
                                       hn::Eq(hn::Max(high, d), high));
         const auto measured =
             hn::And(hn::Lt(d, reserved), hn::And(hn::Gt(sure, zero), hn::Ne(sure, filled)));
-        const auto visible =
-            hn::Or(hn::Eq(value, obstacle), hn::Lt(load(row.grey + x), saturated));
+        const auto visible = hn::Or(hn::Eq(value, obstacle), hn::Lt(load(row.grey + x), saturated));
         const auto label =
             hn::IfThenElse(hn::And(in_range, hn::And(measured, visible)), value, unsure);
         hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(hn::RebindToSigned<decltype(tag)>(), label)),

@@ -82,8 +82,7 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
         fit.residual = residual;
         fit.variance = static_cast<float>(moments.left);
         fit.correlation = static_cast<float>(
-            moments.both /
-            std::sqrt(std::max(0.0, moments.left * moments.right) + kLeastVariance));
+            moments.both / std::sqrt(std::max(0.0, moments.left * moments.right) + kLeastVariance));
         fit.compared_pixels = static_cast<int>(second.n);
         fit.compared_residual =
             second.n >= kMinPixels ? static_cast<float>(Moments(second).residual()) : 0;

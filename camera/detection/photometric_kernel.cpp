@@ -67,9 +67,9 @@ PatchSums patchSumsImpl(const PatchRow* rows, int count) {
         for (int x = 0; x < row.pixels; x += lanes) {
             const auto inside = hn::FirstN(tag, static_cast<std::size_t>(row.pixels - x));
             const auto p = hn::IfThenElseZero(inside, hn::ShiftLeft<4>(load(row.left + x)));
-            const auto q = hn::IfThenElseZero(
-                inside, hn::Add(hn::Mul(load(row.right + x), rest),
-                                hn::Mul(load(row.right + x + 1), part)));
+            const auto q =
+                hn::IfThenElseZero(inside, hn::Add(hn::Mul(load(row.right + x), rest),
+                                                   hn::Mul(load(row.right + x + 1), part)));
             sum_p.add(p, one);
             sum_q.add(q, one);
             sum_pp.add(p, p);

@@ -10,7 +10,8 @@ struct PatchRow {
     const std::uint8_t* left = nullptr;
     const std::uint8_t* right = nullptr;
     int pixels = 0;
-    int part = 0;  ///< 0..15: a pixel of the right picture lies this much towards the next [1/16 px]
+    int part =
+        0;  ///< 0..15: a pixel of the right picture lies this much towards the next [1/16 px]
 };
 
 /// Sums over pixels p of the left and q of the right picture, in 1/16 grey levels.

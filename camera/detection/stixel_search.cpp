@@ -179,8 +179,8 @@ struct StixelSearch::Scratch {
         float best_object = kNever;  ///< the least of `group_min`
 
         void findBest(int groups) {
-            best_raised = static_cast<int>(std::min_element(raised.begin(), raised.end()) -
-                                           raised.begin());
+            best_raised =
+                static_cast<int>(std::min_element(raised.begin(), raised.end()) - raised.begin());
             const auto* least = std::min_element(group_min.begin(), group_min.begin() + groups);
             best_group = static_cast<int>(least - group_min.begin());
             best_object = *least;
