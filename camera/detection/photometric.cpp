@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kShifts[] = {-10, -5, 0, 5, 10};  // [1/16 px]
 constexpr int kFarShifts[] = {24, 32, 44, 58, 74, 100, 128};
+constexpr int kMostShift = 128;
 constexpr int kMostRowsElsewhere = 12;
 constexpr int kMinPixels = 8;
 constexpr float kLeastVariance = 1e-3f;
@@ -63,14 +64,17 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
     KOVA_DCHECK(count <= kMostPatchRows);
     fit = PhotometricFit();
     const Patch patch{left, right, x_begin, x_end};
+    // Whole vectors would be read from beyond the rows.
+    const auto sumsOf =
+        x_end + kPatchOverread + kMostShift / 16 < left.width ? patchSums : patchSumsReference;
     PatchRow alone[kMostPatchRows], compared[kMostPatchRows];
     for (const int shift : kShifts) {
         int n_alone = 0, n_compared = 0;
         for (int i = 0; i < count; ++i)
             (rows[i].compared ? compared[n_compared++] : alone[n_alone++]) =
                 patch.row(rows[i].y, rows[i].d16 + shift);
-        const PatchSums second = patchSums(compared, n_compared);
-        PatchSums all = patchSums(alone, n_alone);
+        const PatchSums second = sumsOf(compared, n_compared);
+        PatchSums all = sumsOf(alone, n_alone);
         all.add(second);
         if (all.n < kMinPixels)
             continue;
@@ -96,7 +100,7 @@ void photometricFit(const ImageView<const std::uint8_t>& left,
             int n = 0;
             for (int i = 0; i < count; i += step)
                 alone[n++] = patch.row(rows[i].y, rows[i].d16 + shift);
-            const PatchSums sums = patchSums(alone, n);
+            const PatchSums sums = sumsOf(alone, n);
             if (sums.n < kMinPixels)
                 continue;
             const auto residual = static_cast<float>(Moments(sums).residual());

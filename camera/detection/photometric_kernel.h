@@ -4,8 +4,11 @@
 
 namespace kova::camera {
 
-/// Pixels of a row of the left picture and those of the right one that belong to them. Up to 8
-/// bytes past their end are read, as the rows of an Image allow.
+/// So many bytes past the end of their rows may be read by patchSums().
+constexpr int kPatchOverread = 8;
+
+/// Pixels of a row of the left picture and those of the right one that belong to them; one more of
+/// the right one is read.
 struct PatchRow {
     const std::uint8_t* left = nullptr;
     const std::uint8_t* right = nullptr;

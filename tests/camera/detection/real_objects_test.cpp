@@ -87,8 +87,8 @@ TEST_P(RealObjects, RoomIsSeenAsListed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, RealObjects,
-                         testing::Values(Limits{camera::WorkMode::kFast, 88, 24, 100, 3, 87},
-                                         Limits{camera::WorkMode::kMedium, 92, 36, 100, 3, 87}),
+                         testing::Values(Limits{camera::WorkMode::kFast, 90, 16, 100, 4, 84},
+                                         Limits{camera::WorkMode::kMedium, 94, 24, 100, 5, 90}),
                          [](const auto& info) {
                              return info.param.mode == camera::WorkMode::kFast ? "fast" : "medium";
                          });

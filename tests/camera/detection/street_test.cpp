@@ -35,6 +35,7 @@ protected:
         ASSERT_TRUE(matcher_->match(view(left), view(right), match, map_).ok());
         DetectionInput input;
         input.left = view(left);
+        input.right = view(right);
         input.map = &map_;
         input.geometry = {width,    left.rows, 707.0912, 707.0912,
                           601.8873, 183.1104,  601.8873, 537.15};
