@@ -61,6 +61,26 @@ TEST(GravityFilter, AShortPushHardlyMovesIt) {
     EXPECT_NEAR(pitchOf(filter), 0, 1.5 * kDegree);
 }
 
+// Wheels on rough ground shake a camera with more than gravity, from the first sample on.
+TEST(GravityFilter, ShakingStrongerThanGravityIsNoDirection) {
+    for (const double start : {0.0, 1.5, 3.0, 4.5}) {
+        GravityFilter filter;
+        std::vector<ImuSample> samples;
+        for (int i = 0; i < 200; ++i) {
+            const double t = 0.005 * i;
+            samples.push_back(still(i * 5'000'000, 8 * kDegree));
+            samples.back().accel[0] +=
+                static_cast<float>(9 * std::sin(2 * 3.14159 * 13 * t + start));
+            samples.back().accel[1] +=
+                static_cast<float>(15 * std::sin(2 * 3.14159 * 17 * t + start));
+        }
+        filter.update(samples);
+        EXPECT_TRUE(filter.ready());
+        EXPECT_NEAR(pitchOf(filter), 8 * kDegree, 2 * kDegree) << start;
+        EXPECT_NEAR(filter.down()[0], 0, 4 * kDegree) << start;
+    }
+}
+
 TEST(GravityFilter, BiasOfTheGyroscopeIsLearnt) {
     GravityFilter filter;
     std::vector<ImuSample> samples;
