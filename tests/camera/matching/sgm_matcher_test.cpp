@@ -127,25 +127,28 @@ TEST(SgmMatcher, FindsTwoPlanesInEveryMode) {
     }
 }
 
-/// A picture of kTimes the size, interpolated, with a part of its contrast and with noise.
-Image<std::uint8_t> coarseAndNoisy(const Image<std::uint8_t>& small, unsigned seed) {
-    constexpr int kTimes = 4, kNoise = 10;
-    constexpr double kContrast = 0.2;
+/// A picture of `times` the size, interpolated, with a part of its contrast and with noise.
+Image<std::uint8_t> enlarged(const Image<std::uint8_t>& small, int times, double contrast,
+                             int noise_levels, unsigned seed) {
     std::mt19937 random(seed);
-    Image<std::uint8_t> out(kTimes * small.width(), kTimes * small.height());
+    Image<std::uint8_t> out(times * small.width(), times * small.height());
     for (int y = 0; y < out.height(); ++y)
         for (int x = 0; x < out.width(); ++x) {
-            const int u = x / kTimes, v = y / kTimes;
+            const int u = x / times, v = y / times;
             const int u1 = std::min(u + 1, small.width() - 1);
             const int v1 = std::min(v + 1, small.height() - 1);
-            const double a = (x % kTimes) / double(kTimes), b = (y % kTimes) / double(kTimes);
+            const double a = (x % times) / double(times), b = (y % times) / double(times);
             const double value = (1 - b) * ((1 - a) * small.at(u, v) + a * small.at(u1, v)) +
                                  b * ((1 - a) * small.at(u, v1) + a * small.at(u1, v1));
-            const int noise = static_cast<int>(random() % (2 * kNoise + 1)) - kNoise;
+            const int noise = static_cast<int>(random() % (2 * noise_levels + 1)) - noise_levels;
             out.at(x, y) = static_cast<std::uint8_t>(
-                std::clamp(120 + kContrast * (value - 120) + noise, 0.0, 255.0));
+                std::clamp(120 + contrast * (value - 120) + noise, 0.0, 255.0));
         }
     return out;
+}
+
+Image<std::uint8_t> coarseAndNoisy(const Image<std::uint8_t>& small, unsigned seed) {
+    return enlarged(small, 4, 0.2, 10, seed);
 }
 
 TEST(SgmMatcher, FindsThemInNoise) {
@@ -240,6 +243,31 @@ TEST(SgmMatcher, TellsWhatIsTooNearFromWhatItMeasures) {
             EXPECT_LT(measured, 0.05 * 184 * 200) << near << ", " << static_cast<int>(mode);
             EXPECT_EQ(0, far_too_near) << near << ", " << static_cast<int>(mode);
         }
+    }
+}
+
+TEST(SgmMatcher, WhatIsTooNearIsNotTakenForNoise) {
+    // The left half is nearer than a search of 32 px can see, so that its best matches are as bad
+    // as those of noise. The right half must not be softened and doubted for it: what is said of it
+    // stays nearly what a search says that sees everything.
+    const test::TexturedPair small(60, 30, 14, 2);
+    const auto left = enlarged(small.left, 8, 1, 1, 1), right = enlarged(small.right, 8, 1, 1, 2);
+    const auto matcher = makeSgmMatcher();
+    for (const WorkMode mode : kModes) {
+        double sure[2] = {}, measured[2] = {};
+        for (const int i : {0, 1}) {
+            const MatchParameters parameters = parametersFor(mode, i == 0 ? 128 : 32);
+            DisparityMap map;
+            ASSERT_TRUE(matcher->match(left.view(), right.view(), parameters, map).ok());
+            for (int y = 0; y < 240; ++y)
+                for (int x = 288; x < 480; ++x) {
+                    measured[i] += isDisparity(map.disparity.at(x, y)) ? 1 : 0;
+                    sure[i] += map.confidence.at(x, y);
+                }
+        }
+        ASSERT_GT(measured[0], 0.9 * 192 * 240) << static_cast<int>(mode);
+        EXPECT_GT(measured[1], 0.98 * measured[0]) << static_cast<int>(mode);
+        EXPECT_GT(sure[1], 0.9 * sure[0]) << static_cast<int>(mode);
     }
 }
 
