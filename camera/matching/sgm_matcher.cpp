@@ -18,6 +18,8 @@ namespace kova::camera {
 namespace {
 
 constexpr int kSpecklePixels = 100, kSpeckleStep = 2 * kDisparityScale;
+/// Of half the size where it narrows the full search: thin things are kept there.
+constexpr int kNarrowingSpecklePixels = 12;
 constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8, kEighthSpecklePixels = 4,
               kHalfSpeckleStep = kDisparityScale;
 /// Sides and disparities that the working memory's types can hold.
@@ -168,7 +170,9 @@ void SgmMatcher::matchHalf(const MatchParameters& parameters) {
                      (parameters.max_disparity - 1) * kDisparityScale / 2);
     half_.soften(softening(meanBest(quarter_, 2) - meanBest(eighth_, 1), kHalfGrain));
     half_map_.resize(width, height);
-    half_.run(half_eyes_.left.view(), half_eyes_.right.view(), kHalfSpecklePixels, kHalfSpeckleStep,
+    const int speckles =
+        parameters.work_mode == WorkMode::kMedium ? kNarrowingSpecklePixels : kHalfSpecklePixels;
+    half_.run(half_eyes_.left.view(), half_eyes_.right.view(), speckles, kHalfSpeckleStep,
               half_map_.disparity.view());
 }
 
