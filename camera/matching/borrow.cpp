@@ -6,17 +6,65 @@
 
 #include "camera/matching/upscale.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "camera/matching/borrow.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+
+#include "hwy/highway.h"
+
+#include "camera/matching/row_loop-inl.h"
+
+HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+/// Sets the confidence of pixels to 0 that are too unsure or whose 2x2 of the full size, all of
+/// them inside of it, have no hole.
+void keepWhereHoles(const std::uint16_t* above, const std::uint16_t* below, int width,
+                    std::uint8_t* confidence) {
+    coverRow(hn::ScalableTag<std::uint16_t>(), 0, width, [&](auto d, int x) HWY_ATTR {
+        const hn::Rebind<std::uint8_t, decltype(d)> d8;
+        hn::Vec<decltype(d)> a, b, c, e;
+        hn::LoadInterleaved2(d, above + 2 * x, a, b);
+        hn::LoadInterleaved2(d, below + 2 * x, c, e);
+        const auto most = hn::Max(hn::Max(a, b), hn::Max(c, e));
+        const auto sure = hn::PromoteTo(d, hn::LoadU(d8, confidence + x));
+        const auto keep = hn::And(hn::Gt(most, hn::Set(d, kFirstReservedDisparity - 1)),
+                                  hn::Gt(sure, hn::Set(d, kLeastBorrowed - 1)));
+        hn::StoreU(hn::TruncateTo(d8, hn::IfThenElseZero(keep, sure)), d8, confidence + x);
+    });
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace kova::camera
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace kova::camera {
+
+HWY_EXPORT(keepWhereHoles);
 
 namespace {
 
 /// Pixels around the 2x2 of the full size that a pixel of half the size stands for.
 constexpr int kReach = 2;
 
-bool hasHole(const std::uint16_t* above, const std::uint16_t* below, int x, int right) {
-    const std::uint16_t most =
-        std::max(std::max(above[x], above[right]), std::max(below[x], below[right]));
-    return !isDisparity(most);
+/// Eight confidences at a time are passed over where all are 0, which is nearly everywhere.
+template <typename Body>
+void forOffers(const std::uint8_t* confidence, int width, const Body& body) {
+    for (int u = 0; u < width; ++u) {
+        std::uint64_t eight = 1;
+        if (u + 8 <= width)
+            std::memcpy(&eight, confidence + u, sizeof eight);
+        if (eight == 0)
+            u += 7;
+        else if (confidence[u] != 0)
+            body(u);
+    }
 }
 
 bool hasOtherSurface(const ImageView<const std::uint16_t>& full, int x, int y, int disparity) {
@@ -40,11 +88,15 @@ void chooseBorrowed(const ImageView<const std::uint16_t>& full, DisparityMap& ha
         const std::uint16_t* below = full.row(std::min(2 * v + 1, full.height - 1));
         const std::uint16_t* disparity = half.disparity.row(v);
         std::uint8_t* confidence = half.confidence.row(v);
-        for (int u = 0; u < half.disparity.width(); ++u)
-            if (!hasHole(above, below, 2 * u, std::min(2 * u + 1, full.width - 1)) ||
-                confidence[u] < kLeastBorrowed ||
-                hasOtherSurface(full, 2 * u, 2 * v, 2 * disparity[u]))
+        const int width = half.disparity.width(), whole = full.width / 2;
+        HWY_DYNAMIC_DISPATCH(keepWhereHoles)(above, below, whole, confidence);
+        if (whole < width && (confidence[whole] < kLeastBorrowed ||
+                              isDisparity(std::max(above[2 * whole], below[2 * whole]))))
+            confidence[whole] = 0;
+        forOffers(confidence, width, [&](int u) {
+            if (hasOtherSurface(full, 2 * u, 2 * v, 2 * disparity[u]))
                 confidence[u] = 0;
+        });
     }
 }
 
@@ -59,25 +111,16 @@ void borrowRows(const DisparityMap& half, DisparityMap& full, std::uint16_t* ups
         upscaleDisparityRow(half.disparity.view(), y, upscaled);
         std::uint16_t* disparity = full.disparity.row(y);
         std::uint8_t* confidence = full.confidence.row(y);
-        for (int u = 0; u < offers; ++u) {
-            // Offers are rare: eight at a time are passed over.
-            std::uint64_t eight = 1;
-            if (u + 8 <= offers)
-                std::memcpy(&eight, offered + u, sizeof eight);
-            if (eight == 0) {
-                u += 7;
-                continue;
-            }
-            if (offered[u] == 0)
-                continue;
+        forOffers(offered, offers, [&](int u) {
             for (int x = 2 * u; x < std::min(2 * u + 2, width); ++x) {
                 if (isDisparity(disparity[x]) || upscaled[x] / kDisparityScale > x)
                     continue;
                 disparity[x] = upscaled[x];
                 confidence[x] = static_cast<std::uint8_t>(offered[u] * kBorrowedTrust / 64);
             }
-        }
+        });
     }
 }
 
 }  // namespace kova::camera
+#endif  // HWY_ONCE

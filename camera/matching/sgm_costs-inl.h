@@ -50,20 +50,17 @@ void rawRow(const Band& band, int x0, int y, int first, int count, std::uint8_t*
                            hn::Xor(c, hn::LoadU(d8, r.c - k))),
                       d8, out);
     }
-    alignas(64) std::uint8_t tail[2][kRawLevels];
-    for (int x = 0; x < 2; ++x) {
-        const int column = x0 - 1 + kCell + x;
-        const CensusRow l(band.left, column, y);
-        // Levels go against the columns: the first one is the last lane.
-        const CensusRow r(band.right, column - first - (kRawLevels - 1), y);
-        for (int k = (kRawLevels - count) / lanes() * lanes(); k < kRawLevels; k += lanes())
-            hn::Store(hammingOfPixel(l, r, k), d8, tail[x] + k);
-    }
+    alignas(64) std::uint8_t tail[2 * kRawLevels];  // both pixels of a level side by side
+    // Levels go against the columns: the first one is the last lane.
+    const int column = x0 - 1 + kCell, partner = column - first - (kRawLevels - 1);
+    const CensusRow l0(band.left, column, y), l1(band.left, column + 1, y);
+    const CensusRow r0(band.right, partner, y), r1(band.right, partner + 1, y);
+    for (int k = (kRawLevels - count) / lanes() * lanes(); k < kRawLevels; k += lanes())
+        hn::StoreInterleaved2(hammingOfPixel(l0, r0, k), hammingOfPixel(l1, r1, k), d8,
+                              tail + 2 * k);
     std::uint8_t* out = raw + kCell;
-    for (int k = 0; k < count; ++k, out += kRawStride) {
-        out[0] = tail[0][kRawLevels - 1 - k];
-        out[1] = tail[1][kRawLevels - 1 - k];
-    }
+    for (int k = 0; k < count; ++k, out += kRawStride)
+        std::memcpy(out, tail + 2 * (kRawLevels - 1 - k), 2);
 }
 
 /// Hamming distances of a row for the 64 pixels from x0, summed over three columns.

@@ -2,11 +2,57 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "camera/base/parallel.h"
 #include "camera/matching/strips.h"
 
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "camera/matching/speckles.cpp"
+#include "hwy/foreach_target.h"  // IWYU pragma: keep
+
+#include "hwy/highway.h"
+
+#include "camera/matching/row_loop-inl.h"
+
+HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
+namespace HWY_NAMESPACE {
+namespace {
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr std::uint16_t kFirstOfRun = 1, kLastOfRun = 2;
+
+/// Tells for each pixel whether it is the first and the last one of a run.
+///
+/// @param row  readable from -1 to `width`
+void markRuns(const std::uint16_t* row, int width, int max_step, std::uint8_t* marks) {
+    coverRow(hn::CappedTag<std::uint16_t, 32>(), 0, width, [&](auto d, int x) HWY_ATTR {
+        const auto here = hn::LoadU(d, row + x);
+        const auto highest = hn::Set(d, kFirstReservedDisparity - 1);
+        const auto apart = [&](const std::uint16_t* other) HWY_ATTR {
+            const auto there = hn::LoadU(d, other);
+            const auto change = hn::Sub(hn::Max(here, there), hn::Min(here, there));
+            return hn::Or(hn::Gt(change, hn::Set(d, static_cast<std::uint16_t>(max_step))),
+                          hn::Gt(there, highest));
+        };
+        const auto first = hn::IfThenElseZero(apart(row + x - 1), hn::Set(d, kFirstOfRun));
+        const auto last = hn::IfThenElseZero(apart(row + x + 1), hn::Set(d, kLastOfRun));
+        const auto mark = hn::IfThenZeroElse(hn::Gt(here, highest), hn::Or(first, last));
+        hn::StoreU(hn::TruncateTo(hn::Rebind<std::uint8_t, decltype(d)>(), mark),
+                   hn::Rebind<std::uint8_t, decltype(d)>(), marks + x);
+    });
+}
+
+}  // namespace
+}  // namespace HWY_NAMESPACE
+}  // namespace kova::camera
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace kova::camera {
+
+HWY_EXPORT(markRuns);
 
 void SpeckleFilter::begin(int width, int height) {
     const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
@@ -64,26 +110,49 @@ void SpeckleFilter::label(const ImageView<std::uint16_t>& disparity, int strip, 
               y_end = stripBegin(strip + 1, disparity.height);
     auto next = static_cast<std::uint32_t>(y_begin * disparity.width);
     for (int y = y_begin; y < y_end; ++y) {
-        const std::uint16_t* row = disparity.row(y);
         first_run_[static_cast<std::size_t>(y)] = next;
-        int x = 0;
-        while (x < disparity.width) {
-            if (!isDisparity(row[x])) {
-                ++x;
-                continue;
-            }
-            const int begin = x++;
-            while (x < disparity.width && isDisparity(row[x]) &&
-                   std::abs(row[x] - row[x - 1]) <= max_step)
-                ++x;
-            runs_[next] = {static_cast<std::uint16_t>(begin), static_cast<std::uint16_t>(x), next,
-                           static_cast<std::uint32_t>(x - begin)};
-            ++next;
-        }
+        next = findRuns(disparity.row(y), disparity.width, max_step, next);
         end_run_[static_cast<std::size_t>(y)] = next;
         if (y > y_begin)
             joinRows(disparity, y, max_step);
     }
+}
+
+/// @param next  number of the row's first run
+/// @return the number behind its last one
+std::uint32_t SpeckleFilter::findRuns(const std::uint16_t* row, int width, int max_step,
+                                      std::uint32_t next) {
+    using HWY_NAMESPACE::kFirstOfRun;
+    using HWY_NAMESPACE::kLastOfRun;
+    constexpr int kChunk = 512, kAtOnce = 8;
+    std::uint16_t part[kChunk + 2];  // with a pixel before and behind
+    std::uint8_t marks[kChunk] = {};
+    for (int begin = 0; begin < width; begin += kChunk) {
+        const int count = std::min(kChunk, width - begin);
+        part[0] = begin > 0 ? row[begin - 1] : kInvalidDisparity;
+        std::copy(row + begin, row + begin + count, part + 1);
+        part[count + 1] = begin + count < width ? row[begin + count] : kInvalidDisparity;
+        HWY_DYNAMIC_DISPATCH(markRuns)(part + 1, count, max_step, marks);
+        std::fill(marks + count, marks + (count + kAtOnce - 1) / kAtOnce * kAtOnce, 0);
+        for (int i = 0; i < count; i += kAtOnce) {
+            std::uint64_t eight;
+            std::memcpy(&eight, marks + i, sizeof eight);
+            if (eight == 0)
+                continue;
+            for (int k = i; k < i + kAtOnce; ++k) {
+                const int x = begin + k;
+                if (marks[k] & kFirstOfRun)
+                    runs_[next].begin = static_cast<std::uint16_t>(x);
+                if (marks[k] & kLastOfRun) {
+                    Run& run = runs_[next];
+                    run.end = static_cast<std::uint16_t>(x + 1);
+                    run.parent = next++;
+                    run.pixels = static_cast<std::uint32_t>(run.end - run.begin);
+                }
+            }
+        }
+    }
+    return next;
 }
 
 void SpeckleFilter::joinStrips(const ImageView<std::uint16_t>& disparity, int max_step) {
@@ -115,3 +184,4 @@ void SpeckleFilter::filter(const ImageView<std::uint16_t>& disparity, int max_pi
 }
 
 }  // namespace kova::camera
+#endif  // HWY_ONCE

@@ -33,6 +33,7 @@ private:
         std::uint32_t pixels;  ///< of the group, at its first run
     };
 
+    std::uint32_t findRuns(const std::uint16_t* row, int width, int max_step, std::uint32_t next);
     void joinRows(const ImageView<std::uint16_t>& disparity, int y, int max_step);
     void join(std::uint32_t a, std::uint32_t b);
     std::uint32_t rootOf(std::uint32_t run) const;
