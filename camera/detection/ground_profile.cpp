@@ -13,7 +13,6 @@ namespace kova::camera {
 namespace {
 
 constexpr int kKnots = GroundModel::kKnots;
-constexpr int kColumnStep = 2;
 constexpr int kVoters = 4;  // side by side; the sums do not depend on the threads
 constexpr int kBins = 40;   // of plane disparity, evenly in its logarithm
 constexpr int kBinsPerShare = 8;
@@ -39,7 +38,7 @@ constexpr int kMaxMissing = 3;       // bins
 /// So many times as many votes as the plane a ramp must have where both are this far apart [px].
 constexpr float kInsteadUp = 12, kInsteadDown = 4, kClear = 1;
 constexpr float kAlone = 0.6f;  // votes on a ramp by what lies elsewhere: less is clutter
-constexpr int kMinSeen = 4;     // bins
+constexpr int kMinSeen = 5;     // bins
 /// So many times as much a ramp must gain as a step with a level surface behind it, up or down.
 constexpr float kOverStep = 1.5f, kOverStepDown = 0.7f;
 constexpr int kRampIterations = 6;
@@ -90,11 +89,11 @@ void forEachCell(const GroundCells& cells, const GroundModel& model, int column,
         const float s = above + b * v[bin];
         if ((weight[bin] > 0) & (weight[bin - reach] > 0) & (weight[bin + reach] > 0) &
             (s >= kFarthest))
-            body(s, d[bin], gradient[bin], kColumnStep * weight[bin]);
+            body(s, d[bin], gradient[bin], weight[bin]);
     }
 }
 
-/// The votes of some columns.
+/// The votes of a column.
 void vote(const GroundCells& cells, const GroundModel& model, int column, Votes& votes) {
     const auto b = static_cast<float>(model.b);
     int bin = kBins - 1;
@@ -132,7 +131,6 @@ void shareOut(Votes& votes, float cell_px) {
     }
 }
 
-/// Of every other column: neighbours say much the same.
 void collectVotes(const GroundCells& cells, const GroundModel& model, float nearest,
                   std::array<Votes, kVoters>& parts) {
     const float log_ratio = std::log(kFarthest / nearest) / kBins;
@@ -143,8 +141,7 @@ void collectVotes(const GroundCells& cells, const GroundModel& model, float near
     }
     for (Votes& part : parts) part.nearest = votes.nearest;
     parallelFor(kVoters, [&](int part) {
-        for (int column = kColumnStep * part; column < cells.columns();
-             column += kColumnStep * kVoters)
+        for (int column = part; column < cells.columns(); column += kVoters)
             vote(cells, model, column, parts[part]);
     });
     for (int part = 1; part < kVoters; ++part)
