@@ -69,11 +69,12 @@ void SgmPass::matchAndCheck(int band) {
     const int width = left_.width();
     std::int32_t* claims =
         &claims_[static_cast<std::size_t>(band) * static_cast<std::size_t>(width + kClaimsBehind)];
+    const bool limited = least_ > 0 || largest_ + 1 < kFirstReservedDisparity;
     const int height = left_.height();
     for (int y = stripBegin(band, height); y < stripBegin(band + 1, height); ++y) {
         std::uint16_t* disparity = winners_.disparity.row(y);
         checkEyes(disparity, winners_.best.row(y), width, kMaxEyeDifference, claims);
-        for (int x = 0; x < width; ++x) {
+        for (int x = 0; x < width && limited; ++x) {
             const bool keep = (disparity[x] >= least_) & (disparity[x] <= largest_);
             disparity[x] = keep ? disparity[x] : kInvalidDisparity;
         }
