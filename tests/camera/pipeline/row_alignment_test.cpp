@@ -7,49 +7,25 @@
 #include <cstring>
 
 #include "camera/base/parallel.h"
-#include "camera/pipeline/pipeline.h"
-#include "camera/simulation/sequence.h"
+#include "tests/camera/pipeline/simulated_drive.h"
 
 namespace kova::camera {
 namespace {
 
 constexpr int kWidth = 384, kHeight = 240, kFrames = 5;
 
-struct Drive {
-    SimulatedRig rig;
-    std::vector<DecodedFrame> frames;
-    PipelineSettings settings;
+RigOptions rigOptions(bool distorted) {
+    RigOptions options;
+    options.width = kWidth;
+    options.height = kHeight;
+    options.lens_distortion = distorted;
+    return options;
+}
 
-    explicit Drive(bool distorted = false) {
-        RigOptions options;
-        options.width = kWidth;
-        options.height = kHeight;
-        options.seed = 5;
-        options.lens_distortion = distorted;
-        rig = makeRig(options);
-        SimulatedSequence sequence(Renderer(std::move(makeScene("room", 5).value()), rig), {});
-        FrameDecoder decoder(sequence.stream());
-        RawFrame raw;
-        for (int i = 0; i < kFrames; ++i) {
-            EXPECT_TRUE(sequence.next(raw).ok());
-            DecodedFrame& frame = frames.emplace_back();
-            EXPECT_TRUE(decoder.decode(raw, frame.pair).ok());
-            frame.t_ns = raw.t_ns;
-            frame.position = i;
-        }
+struct Drive : SimulatedDrive {
+    explicit Drive(bool distorted = false)
+        : SimulatedDrive("room", rigOptions(distorted), kFrames) {
         settings.detect = false;
-    }
-
-    std::unique_ptr<Pipeline> open() {
-        Status status;
-        auto pipeline = Pipeline::make(rig.given, status);
-        EXPECT_TRUE(pipeline) << status.message();
-        settings.distance = DistanceRange(pipeline->geometry());
-        return pipeline;
-    }
-    void run(Pipeline& pipeline) const {
-        for (const DecodedFrame& frame : frames)
-            ASSERT_TRUE(pipeline.process(frame, settings).ok());
     }
 
     /// How far rows are apart over the picture, root mean square [px]; only for a rig without

@@ -1,0 +1,118 @@
+#include "camera/detection/stixel_features.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+namespace kova::camera {
+namespace {
+
+constexpr int kWidth = 320, kHeight = 120, kColumnPx = 8;
+
+/// A ramp that is met at an angle: its knee and its rise are not the same in every column.
+GroundEstimate ramp() {
+    GroundEstimate ground;
+    ground.state = GroundState::kFound;
+    GroundModel& model = ground.model;
+    model.b = 0.25;
+    model.height_mm = 600;
+    model.flat = false;
+    model.knot = {30, 20, 10, 6, 3, 1};
+    model.knot_offset = {0, 0, 2, 2.5f, 2, 1};
+    model.stretch_per_px = 0.004;
+    model.stretch = 1 - model.stretch_per_px * 0.5 * kWidth;
+    return ground;
+}
+
+class StixelFeaturesTest : public testing::Test {
+protected:
+    StixelFeaturesTest() {
+        std::mt19937 random(11);
+        Image<std::uint8_t> texture(2 * kWidth, kHeight);
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < 2 * kWidth; ++x)
+                texture.at(x, y) = static_cast<std::uint8_t>(random() % 200 + 20);
+            for (int x = 1; x < 2 * kWidth; ++x)  // without it half a pixel would change everything
+                texture.at(x, y) = static_cast<std::uint8_t>(
+                    (3 * texture.at(x - 1, y) + texture.at(x, y)) / 4);
+        }
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x) {
+                left_.at(x, y) = texture.at(x, y);
+                right_.at(x, y) = 0;
+            }
+        for (int y = 0; y < kHeight; ++y)
+            for (int x = 0; x < kWidth; ++x) {
+                const int to = x - static_cast<int>(std::lround(truth(x, y)));
+                if (to >= 0)
+                    right_.at(to, y) = left_.at(x, y);
+            }
+        grid_.resize(kWidth, kHeight, kColumnPx, 4);
+        context_.grid = &grid_;
+        context_.left = left_.view();
+        context_.right = right_.view();
+        context_.geometry = {kWidth, kHeight, 300, 300, 160, 0, 160, 120};
+        context_.ground = &ground_;
+    }
+
+    /// Ground, but for a thing at 12 px in the columns 25 to 29.
+    double truth(int x, int y) const {
+        const int column = x / kColumnPx;
+        if (column >= 25 && column < 30)
+            return 12;
+        const double u = grid_.columns() > 0 ? grid_.centreX(column) : column * kColumnPx + 3.5;
+        const GroundModel model = ground_.model.inColumn(u);
+        return model.groundOf(static_cast<float>(model.planeAt(u, y)));
+    }
+
+    StixelFeatures at(int column, float disparity) const {
+        StixelCandidate one;
+        Stixel& s = one.stixel;
+        s.column = column;
+        s.x_begin = column * kColumnPx;
+        s.x_end = s.x_begin + kColumnPx;
+        s.y_top = 25;
+        s.y_bottom = 65;
+        s.disparity = disparity;
+        return featuresOf(context_, one);
+    }
+
+    GroundEstimate ground_ = ramp();
+    Image<std::uint8_t> left_{kWidth, kHeight}, right_{kWidth, kHeight};
+    CellGrid grid_;
+    StixelContext context_;
+};
+
+TEST_F(StixelFeaturesTest, AThingAgreesWhereItIsAndNotAsGround) {
+    const StixelFeatures thing = at(27, 12);
+    EXPECT_GT(thing[kCorrelation], 0.95f);
+    EXPECT_LT(thing[kGroundCorrelation], 0.8f);
+    EXPECT_GT(thing[kGroundLogRatio], 1);
+    EXPECT_GT(thing[kPeakLogRatio], 1);
+    EXPECT_EQ(thing[kGroundPart], 1);
+}
+
+TEST_F(StixelFeaturesTest, GroundAgreesAsTheGroundOfItsOwnColumn) {
+    for (const int column : {6, 15, 36}) {
+        const StixelFeatures ground = at(column, 12);
+        EXPECT_GT(ground[kGroundCorrelation], 0.9f) << column;
+        EXPECT_LT(ground[kGroundLogRatio], -0.5f) << column;
+        EXPECT_LT(ground[kCorrelation], 0.8f) << column;
+    }
+}
+
+TEST_F(StixelFeaturesTest, WithoutARightPictureOrAGroundThatIsNotKnown) {
+    context_.right = {};
+    EXPECT_TRUE(std::isnan(at(27, 12)[kCorrelation]));
+    EXPECT_FALSE(std::isnan(at(27, 12)[kLogHigh]));
+    context_.right = right_.view();
+    ground_.state = GroundState::kLost;
+    const StixelFeatures thing = at(27, 12);
+    EXPECT_GT(thing[kCorrelation], 0.95f);
+    EXPECT_TRUE(std::isnan(thing[kGroundCorrelation]));
+    EXPECT_TRUE(std::isnan(thing[kLogHigh]));
+}
+
+}  // namespace
+}  // namespace kova::camera
