@@ -28,8 +28,9 @@ struct StixelCandidate {
 ///
 /// Candidates of neighbouring columns at about the same distance that overlap in height make a
 /// group. Every candidate is given a probability by what is known of itself, see StixelJudge, then
-/// by that and its group's; it becomes the stixel's confidence. Edges of raised surfaces and what
-/// is nearer than the search can see are judged by the evidence of their group.
+/// by that and its group's; it becomes the stixel's confidence. One that stands alone must be
+/// surer. Edges of raised surfaces and what is nearer than the search can see are judged by the
+/// evidence of their group.
 ///
 /// Monotone: without one candidate no other one is kept that was not kept with it.
 class StixelSupport {
@@ -46,6 +47,7 @@ private:
     };
     std::vector<int> parent_;
     std::vector<Group> groups_;
+    std::vector<int> lone_;
 };
 
 }  // namespace kova::camera

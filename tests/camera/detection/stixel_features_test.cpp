@@ -34,8 +34,8 @@ protected:
             for (int x = 0; x < 2 * kWidth; ++x)
                 texture.at(x, y) = static_cast<std::uint8_t>(random() % 200 + 20);
             for (int x = 1; x < 2 * kWidth; ++x)  // without it half a pixel would change everything
-                texture.at(x, y) = static_cast<std::uint8_t>(
-                    (3 * texture.at(x - 1, y) + texture.at(x, y)) / 4);
+                texture.at(x, y) =
+                    static_cast<std::uint8_t>((3 * texture.at(x - 1, y) + texture.at(x, y)) / 4);
         }
         for (int y = 0; y < kHeight; ++y)
             for (int x = 0; x < kWidth; ++x) {

@@ -110,6 +110,21 @@ TEST_F(StixelSupportTest, WeakColumnsAreKeptTogetherButNotAlone) {
     EXPECT_EQ(keptCount(), 7u);
 }
 
+TEST_F(StixelSupportTest, OneThatStandsAloneMustBeSurer) {
+    const auto leastConfidence = [&](int columns) {
+        for (float thing = 0; thing < 1.5f; thing += 0.002f) {
+            candidates_.clear();
+            for (int i = 0; i < columns; ++i) add(5 + i, 8, thing);
+            const auto all = kept(candidates_);
+            if (!all.empty())
+                return all[0].stixel.confidence;
+        }
+        return 0.0f;
+    };
+    EXPECT_NEAR(leastConfidence(1), 0.9f, 0.01f);
+    EXPECT_NEAR(leastConfidence(2), 0.8f, 0.01f);
+}
+
 TEST_F(StixelSupportTest, ColumnsAtOtherDistancesBringNothing) {
     const float weak = neededAlone() - 0.05f;
     add(5, 8, weak);
@@ -123,7 +138,7 @@ TEST_F(StixelSupportTest, ColumnsAtOtherDistancesBringNothing) {
     add(4, 14, 1);
     add(6, 14, 1);
     for (const StixelCandidate& one : kept(candidates_)) EXPECT_NE(one.stixel.column, 5);
-    EXPECT_LT(alone, 0.8f);
+    EXPECT_LT(alone, 0.9f);
 }
 
 TEST_F(StixelSupportTest, AnEdgeIsWiderThanTwoColumns) {
