@@ -10,7 +10,7 @@ namespace {
 
 /// @param y0, y1  rows of the cell in the full size
 LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, int y0, int y1,
-                      const Search& search) {
+                      int margin, const Search& search) {
     const LevelRange all{0, static_cast<std::uint16_t>(search.levels)};
     constexpr int kHalfCell = kCell / 2;
     const int x_begin = std::max(cell_x * kHalfCell - kNarrowNeighbourhood, 0);
@@ -38,23 +38,23 @@ LevelRange narrowCell(const ImageView<const std::uint16_t>& half, int cell_x, in
     }
     if (most < 0 || failed * 2 > counted)
         return all;
-    const int begin = 2 * least / kDisparityScale - kNarrowMargin - search.min_disparity;
-    const int end = 2 * most / kDisparityScale + kNarrowMargin + 2 - search.min_disparity;
-    const int begin_level = std::clamp(begin, 0, search.levels - 2 * kNarrowMargin);
-    const int end_level = std::clamp(end, begin_level + 2 * kNarrowMargin, search.levels);
+    const int begin = 2 * least / kDisparityScale - margin - search.min_disparity;
+    const int end = 2 * most / kDisparityScale + margin + 2 - search.min_disparity;
+    const int begin_level = std::clamp(begin, 0, search.levels - 2 * margin);
+    const int end_level = std::clamp(end, begin_level + 2 * margin, search.levels);
     return {static_cast<std::uint16_t>(begin_level), static_cast<std::uint16_t>(end_level)};
 }
 
 }  // namespace
 
-void narrowSearch(const ImageView<const std::uint16_t>& half, int width, int height,
+void narrowSearch(const ImageView<const std::uint16_t>& half, int width, int height, int margin,
                   Search& search) {
     const int columns = cellsFor(width);
     parallelFor(stripsFor(height), [&](int band) {
         const int y0 = stripBegin(band, height), y1 = stripBegin(band + 1, height);
         for (int x = 0; x < columns; ++x)
             search.ranges[static_cast<std::size_t>(band) * columns + x] =
-                narrowCell(half, x, y0, y1, search);
+                narrowCell(half, x, y0, y1, margin, search);
     });
 }
 

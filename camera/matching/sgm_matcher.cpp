@@ -18,8 +18,9 @@ namespace kova::camera {
 namespace {
 
 constexpr int kSpecklePixels = 100, kSpeckleStep = 2 * kDisparityScale;
-/// Of half the size where it narrows the full search: thin things are kept there.
+/// Half the size narrows medium's search: it keeps thin things then and is itself narrowed less.
 constexpr int kNarrowingSpecklePixels = 12;
+constexpr int kMargin = 4, kFastMargin = 3;
 constexpr int kHalfSpecklePixels = 25, kQuarterSpecklePixels = 8, kEighthSpecklePixels = 4,
               kHalfSpeckleStep = kDisparityScale;
 /// Sides and disparities that the working memory's types can hold.
@@ -164,7 +165,9 @@ void SgmMatcher::matchHalf(const MatchParameters& parameters) {
     const int least = parameters.min_disparity / 2;
     // One level more than half of them, since the last one is never taken.
     half_.begin(width, height, least, (parameters.max_disparity + 1) / 2 + 1 - least);
-    sgm::narrowSearch(quarter_map_.view(), width, height, half_.search());
+    const bool fast = parameters.work_mode == WorkMode::kFast;
+    sgm::narrowSearch(quarter_map_.view(), width, height, fast ? kFastMargin : kMargin,
+                      half_.search());
     // Half a disparity more than the range is searched on both sides.
     half_.keepWithin(parameters.min_disparity * kDisparityScale / 2,
                      (parameters.max_disparity - 1) * kDisparityScale / 2);
@@ -209,7 +212,8 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
     full_.soften(std::max(softening(meanBest(half_, 4) - meanBest(quarter_, 2), kFullGrain),
                           half_.softened()));
     if (parameters.work_mode == WorkMode::kMedium)
-        sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, full_.search());
+        sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, kMargin,
+                          full_.search());
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
     rate(full_, full_confidence_, half_.softened() * 4 / 3, map);
     if (parameters.borrow)

@@ -355,9 +355,9 @@ TEST(NarrowSearch, TakesWhatWasFoundAroundACellAndAllWhereTooMuchFailed) {
     for (int y = 0; y < 32; ++y)
         for (int x = 64; x < 96; ++x) half.at(x, y) = x % 3 ? kInvalidDisparity : 320;
     sgm::Search search{0, 128, std::vector<sgm::LevelRange>(3)};
-    sgm::narrowSearch(half.view(), 192, 64, search);
-    EXPECT_EQ(40 - sgm::kNarrowMargin, search.ranges[0].begin);
-    EXPECT_EQ(40 + sgm::kNarrowMargin + 2, search.ranges[0].end);
+    sgm::narrowSearch(half.view(), 192, 64, 4, search);
+    EXPECT_EQ(40 - 4, search.ranges[0].begin);
+    EXPECT_EQ(40 + 4 + 2, search.ranges[0].end);
     EXPECT_EQ(search.ranges[0].end, search.ranges[1].end);
     EXPECT_EQ(0, search.ranges[2].begin);
     EXPECT_EQ(128, search.ranges[2].end);
@@ -370,10 +370,10 @@ TEST(NarrowSearch, DoesNotCountWhatTheRightEyeDoesNotSee) {
     for (int y = 0; y < 32; ++y)
         for (int x = 0; x < 52; ++x) half.at(x, y) = kInvalidDisparity;
     sgm::Search search{0, 128, std::vector<sgm::LevelRange>(2)};
-    sgm::narrowSearch(half.view(), 128, 64, search);
+    sgm::narrowSearch(half.view(), 128, 64, 3, search);
     EXPECT_EQ(128, search.ranges[0].size()) << "nothing is known of this cell";
-    EXPECT_EQ(80 - sgm::kNarrowMargin, search.ranges[1].begin);
-    EXPECT_EQ(80 + sgm::kNarrowMargin + 2, search.ranges[1].end);
+    EXPECT_EQ(80 - 3, search.ranges[1].begin);
+    EXPECT_EQ(80 + 3 + 2, search.ranges[1].end);
 }
 
 TEST(TooNear, MarksWhatTheSmallSearchFoundBeyondTheRange) {
