@@ -14,7 +14,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 /// Patches are about as wide as this.
 constexpr int kAtOnce = 8;
-/// Two products of at most (16 * 255)^2 are added to each 32-bit sum so often at most.
+/// Two products of at most (16 * 255)^2 are added to a lane of 32 bits so often at most.
 constexpr int kMostSteps = 60;
 
 using Pixels = hn::CappedTag<std::int16_t, kAtOnce>;
@@ -31,11 +31,9 @@ public:
     std::int64_t take() {
         const Wide wide;
         HWY_ALIGN std::int32_t lanes[kAtOnce];
+        hn::Store(hn::Add(sum0_, sum1_), wide, lanes);
         std::int64_t sum = 0;
-        for (const auto& part : {sum0_, sum1_}) {
-            hn::Store(part, wide, lanes);
-            for (std::size_t i = 0; i < hn::Lanes(wide); ++i) sum += lanes[i];
-        }
+        for (std::size_t i = 0; i < hn::Lanes(wide); ++i) sum += lanes[i];
         sum0_ = sum1_ = hn::Zero(wide);
         return sum;
     }
