@@ -66,25 +66,27 @@ void GroundMapper::labelRows(const StixelContext& context, const StixelSearch& s
                              const DetectionFrame& frame) {
     const int columns = context.grid->columns();
     height_ = context.geometry.height;
-    labels_.assign(static_cast<std::size_t>(columns) * height_, kUnsure);
-    if (context.ground->state != GroundState::kLost) {
-        for (int column = 0; column < columns; ++column) {
-            std::int32_t* label = labels_.data() + static_cast<std::size_t>(column) * height_;
-            const double u = context.grid->centreX(column);
-            const GroundModel ground = context.ground->model.inColumn(u);
-            for (const Segment& segment : search.segments(column)) {
-                if (segment.kind != SegmentKind::kGround)
-                    continue;
-                for (int y = segment.y_top; y < segment.y_bottom; ++y) {
-                    const float s = static_cast<float>(ground.planeAt(u, y));
-                    if (s > 1 &&
-                        std::fabs(ground.slopeAt(s, context.geometry)) * kDegreesPerRadian <=
-                            context.obstacles.max_ground_slope)
-                        label[y] = kGround;
-                }
+    labels_.resize(static_cast<std::size_t>(columns) * height_);
+    in_column_.resize(static_cast<std::size_t>(columns));
+    parallelFor(columns, [&](int column) {
+        std::int32_t* label = labels_.data() + static_cast<std::size_t>(column) * height_;
+        std::fill(label, label + height_, kUnsure);
+        const double u = context.grid->centreX(column);
+        GroundModel& ground = in_column_[static_cast<std::size_t>(column)];
+        ground = context.ground->model.inColumn(u);
+        if (context.ground->state == GroundState::kLost)
+            return;
+        for (const Segment& segment : search.segments(column)) {
+            if (segment.kind != SegmentKind::kGround)
+                continue;
+            for (int y = segment.y_top; y < segment.y_bottom; ++y) {
+                const float s = static_cast<float>(ground.planeAt(u, y));
+                if (s > 1 && std::fabs(ground.slopeAt(s, context.geometry)) * kDegreesPerRadian <=
+                                 context.obstacles.max_ground_slope)
+                    label[y] = kGround;
             }
         }
-    }
+    });
     for (std::size_t i = 0; i < frame.stixels.size(); ++i) {
         const Stixel& stixel = frame.stixels[i];
         std::int32_t* label = labels_.data() + static_cast<std::size_t>(stixel.column) * height_;
@@ -206,10 +208,6 @@ void GroundMapper::run(const StixelContext& context, const StixelSearch& search,
     dropSmallRegions(context);
     const CellGrid& grid = *context.grid;
     surface_.resize(grid.kind.size());
-    in_column_.resize(static_cast<std::size_t>(grid.columns()));
-    for (int column = 0; column < grid.columns(); ++column)
-        in_column_[static_cast<std::size_t>(column)] =
-            context.ground->model.inColumn(grid.centreX(column));
     for (const Stixel& stixel : frame.stixels) {
         const int end = std::min(grid.bins(), (stixel.y_bottom - 1) / grid.binPx() + 1);
         for (int bin = stixel.y_top / grid.binPx(); bin < end; ++bin)

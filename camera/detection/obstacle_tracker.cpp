@@ -82,6 +82,10 @@ ObstacleTracker::Motion ObstacleTracker::motionSince(const Look& look,
     };
     Motion best;
     const int standing = matched(best);
+    const float worth = kWorthMoving * static_cast<float>(count) / static_cast<float>(step);
+    const auto looked_at = static_cast<float>((count + step - 1) / step);
+    if (looked_at - static_cast<float>(standing) <= worth)
+        return best;  // nothing can explain so much more
     int most = standing;
     // Uphill along one axis, then along the other, in either order: what a turn alone explains by
     // chance must not hide what driving explains.
@@ -109,8 +113,7 @@ ObstacleTracker::Motion ObstacleTracker::motionSince(const Look& look,
             best = own;
         }
     }
-    const float more = static_cast<float>(most - standing) * static_cast<float>(step);
-    return more > kWorthMoving * static_cast<float>(count) ? best : Motion();
+    return static_cast<float>(most - standing) > worth ? best : Motion();
 }
 
 void ObstacleTracker::confirm(const RectifiedGeometry& geometry, const Rotation* rotation,

@@ -294,7 +294,7 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
 /// What begins below the ground's height is seen over the edge of a drop. True when all of it lies
 /// below the ground; what reaches higher, a wall beyond the edge, is judged as an obstacle too.
 bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segment,
-                               const Segment* below, int column, DetectionFrame& frame) const {
+                               const Segment* below, int column, std::vector<Drop>& drops) const {
     const GroundModel ground = context.ground->model.inColumn(context.grid->centreX(column));
     const double u = context.grid->centreX(column);
     const int bin = context.grid->binPx();
@@ -315,9 +315,9 @@ bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segm
     if (depth > std::max(context.obstacles.min_drop, 4 * sigma) &&
         segment.evidence > kMinDropEvidence && (wholly || over_an_edge) &&
         ground.planeAt(u, segment.y_bottom) >= kMinDropDisparity) {
-        if (below && below->kind == SegmentKind::kObject && !frame.drops.empty() &&
-            frame.drops.back().column == column) {
-            frame.drops.back().y_top = std::min(frame.drops.back().y_top, segment.y_top);
+        if (below && below->kind == SegmentKind::kObject && !drops.empty() &&
+            drops.back().column == column) {
+            drops.back().y_top = std::min(drops.back().y_top, segment.y_top);
             return wholly;  // more of the surface beyond the same edge
         }
         Drop drop;
@@ -329,20 +329,20 @@ bool StixelFilter::collectDrop(const StixelContext& context, const Segment& segm
         const auto point = pointAt(context.geometry, u, segment.y_bottom, edge);
         drop.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
         drop.lateral_mm = static_cast<float>(dot(point, axes_.right));
-        frame.drops.push_back(drop);
+        drops.push_back(drop);
     }
     return wholly;
 }
 
 void StixelFilter::collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
-                                 int column, DetectionFrame& frame) {
+                                 int column, Part& part) const {
     const bool has_ground = context.ground->state != GroundState::kLost;
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const Segment& segment = segments[i];
         if (segment.kind == SegmentKind::kRaised) {
             StixelCandidate candidate;
             if (makeEdge(context, segments, i, column, candidate))
-                candidates_.push_back(candidate);
+                part.candidates.push_back(candidate);
             continue;
         }
         if (segment.kind != SegmentKind::kObject)
@@ -350,11 +350,11 @@ void StixelFilter::collectColumn(const StixelContext& context, const std::vector
         const Segment* below = i > 0 ? &segments[i - 1] : nullptr;
         const Segment* above = i + 1 < segments.size() ? &segments[i + 1] : nullptr;
         if (has_ground && segment.disparity > 0 &&
-            collectDrop(context, segment, below, column, frame))
+            collectDrop(context, segment, below, column, part.drops))
             continue;
         StixelCandidate candidate;
         if (makeStixel(context, segment, below, above, column, candidate))
-            candidates_.push_back(candidate);
+            part.candidates.push_back(candidate);
     }
 }
 
@@ -421,21 +421,34 @@ void StixelFilter::run(const StixelContext& context, const StixelSearch& search,
                        DetectionFrame& frame) {
     const CellGrid& grid = *context.grid;
     axes_ = groundAxes(*context.ground);
-    candidates_.clear();
-    first_.assign(static_cast<std::size_t>(grid.columns()) + 1, 0);
     frame.stixels.clear();
-    frame.drops.clear();
     frame.columns.resize(static_cast<std::size_t>(grid.columns()));
-    for (int column = 0; column < grid.columns(); ++column) {
-        first_[column] = static_cast<int>(candidates_.size());
-        collectColumn(context, search.segments(column), column, frame);
-        ColumnRange& range = frame.columns[column];
-        range = ColumnRange();
-        range.x_begin = grid.columnBegin(column);
-        range.x_end = grid.columnEnd(column);
-        freeRange(context, search.segments(column), column, range);
+    first_.assign(static_cast<std::size_t>(grid.columns()) + 1, 0);
+    parallelFor(kParts, [&](int p) {
+        Part& part = parts_[p];
+        part.candidates.clear();
+        part.drops.clear();
+        const int end = grid.columns() * (p + 1) / kParts;
+        for (int column = grid.columns() * p / kParts; column < end; ++column) {
+            collectColumn(context, search.segments(column), column, part);
+            first_[column + 1] = static_cast<int>(part.candidates.size());
+            ColumnRange& range = frame.columns[column];
+            range = ColumnRange();
+            range.x_begin = grid.columnBegin(column);
+            range.x_end = grid.columnEnd(column);
+            freeRange(context, search.segments(column), column, range);
+        }
+    });
+    candidates_.clear();
+    frame.drops.clear();
+    for (int p = 0; p < kParts; ++p) {
+        const Part& part = parts_[p];
+        const int end = grid.columns() * (p + 1) / kParts;
+        for (int column = grid.columns() * p / kParts; column < end; ++column)
+            first_[column + 1] += static_cast<int>(candidates_.size());
+        candidates_.insert(candidates_.end(), part.candidates.begin(), part.candidates.end());
+        frame.drops.insert(frame.drops.end(), part.drops.begin(), part.drops.end());
     }
-    first_[grid.columns()] = static_cast<int>(candidates_.size());
     measureFeatures(context);
     support_.run(context.half_size ? kHalfStixelJudge : kFullStixelJudge, first_, candidates_);
     dropLoneDrops(frame);

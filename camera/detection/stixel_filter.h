@@ -44,14 +44,19 @@ public:
     const std::vector<StixelCandidate>& candidates() const { return candidates_; }
 
 private:
+    /// What some neighbouring columns bring.
+    struct Part {
+        std::vector<StixelCandidate> candidates;
+        std::vector<Drop> drops;
+    };
     void collectColumn(const StixelContext& context, const std::vector<Segment>& segments,
-                       int column, DetectionFrame& frame);
+                       int column, Part& part) const;
     bool makeStixel(const StixelContext& context, const Segment& segment, const Segment* below,
                     const Segment* above, int column, StixelCandidate& candidate) const;
     bool makeEdge(const StixelContext& context, const std::vector<Segment>& segments,
                   std::size_t index, int column, StixelCandidate& candidate) const;
     bool collectDrop(const StixelContext& context, const Segment& segment, const Segment* below,
-                     int column, DetectionFrame& frame) const;
+                     int column, std::vector<Drop>& drops) const;
     void measureFeatures(const StixelContext& context);
     void dropLoneDrops(DetectionFrame& frame);
     void freeRange(const StixelContext& context, const std::vector<Segment>& segments, int column,
@@ -59,6 +64,8 @@ private:
 
     GroundAxes axes_;
     StixelSupport support_;
+    static constexpr int kParts = 8;
+    std::array<Part, kParts> parts_;
     std::vector<StixelCandidate> candidates_;
     std::vector<Drop> drops_;
     std::vector<int> first_;  ///< index of a column's first candidate; one more than columns
