@@ -121,9 +121,10 @@ void CellGrid::reduce(const ImageView<const std::uint8_t>& left, const Disparity
                       double offset, int crop_top, int crop_bottom) {
     constexpr int kBinsPerTask = 8;
     const int tasks = (bins_ + kBinsPerTask - 1) / kBinsPerTask;
+    scratch_.reserve([&](CellColumns& columns) { columns.resize(width_); });
     parallelFor(tasks, [&](int task) {
-        static thread_local CellColumns columns;
-        columns.resize(width_);
+        const auto loan = scratch_.take();
+        CellColumns& columns = *loan;
         for (int bin = task * kBinsPerTask; bin < std::min(bins_, (task + 1) * kBinsPerTask);
              ++bin) {
             const int y_begin = std::max(bin * bin_px_, crop_top);

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "camera/base/disparity.h"
+#include "camera/base/scratch_pool.h"
 #include "camera/calibration/stereo_calibration.h"
 #include "camera/detection/cell_kernel.h"
 
@@ -63,6 +64,7 @@ private:
     void reduceCell(const CellRows& rows, const CellColumns& columns, double offset, int column,
                     std::size_t cell);
 
+    ScratchPool<CellColumns> scratch_;
     int width_ = 0, height_ = 0, column_px_ = 1, bin_px_ = 1, columns_ = 0, bins_ = 0;
 };
 

@@ -34,9 +34,11 @@ bool showsSurface(const CellGrid& grid, int column, int bin) {
     return coarse >= kMinTexture * fine;
 }
 
+}  // namespace
+
 /// For every pixel of a row, what depth it must have to be what; a column writes past its end into
 /// the next one, which is written after it.
-struct Expected {
+struct GroundMapper::Expected {
     static constexpr int kAtOnce = 8;
     std::vector<std::uint16_t> low, high;
     std::vector<std::uint8_t> value;
@@ -60,7 +62,8 @@ struct Expected {
     }
 };
 
-}  // namespace
+GroundMapper::GroundMapper() = default;
+GroundMapper::~GroundMapper() = default;
 
 void GroundMapper::labelRows(const StixelContext& context, const StixelSearch& search,
                              const DetectionFrame& frame) {
@@ -146,9 +149,7 @@ void GroundMapper::dropSmallRegions(const StixelContext& context) {
 }
 
 void GroundMapper::paintRow(const StixelContext& context, const ImageView<const std::uint8_t>& left,
-                            int y, DetectionFrame& frame) const {
-    static thread_local Expected expected;
-    expected.resize(frame.width);
+                            int y, Expected& expected, DetectionFrame& frame) const {
     const CellGrid& grid = *context.grid;
     const float offset = static_cast<float>(context.geometry.disparityOffset());
     const float foot = context.obstacles.obstacle_foot_height * kUnit10mInMm /
@@ -216,14 +217,16 @@ void GroundMapper::run(const StixelContext& context, const StixelSearch& search,
     constexpr int kRowsPerTask = 32;
     const int tasks = (frame.height + kRowsPerTask - 1) / kRowsPerTask;
     const int bottom = frame.height - context.stixels.crop_bottom;
+    scratch_.reserve([&](Expected& expected) { expected.resize(frame.width); });
     parallelFor(tasks, [&](int task) {
+        const auto expected = scratch_.take();
         const int end = std::min(frame.height, (task + 1) * kRowsPerTask);
         for (int y = task * kRowsPerTask; y < end; ++y) {
             if (y < context.stixels.crop_top || y >= bottom)
                 std::fill(frame.ground_map.row(y), frame.ground_map.row(y) + frame.width,
                           kMapUnsure);
             else
-                paintRow(context, left, y, frame);
+                paintRow(context, left, y, *expected, frame);
         }
     });
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "camera/base/scratch_pool.h"
 #include "camera/detection/stixel_filter.h"
 
 namespace kova::camera {
@@ -13,16 +14,22 @@ namespace kova::camera {
 /// ground whose connected area is too small.
 class GroundMapper {
 public:
+    GroundMapper();
+    ~GroundMapper();
+    GroundMapper(const GroundMapper&) = delete;
+    GroundMapper& operator=(const GroundMapper&) = delete;
+
     /// @param left  rectified, grey
     void run(const StixelContext& context, const StixelSearch& search,
              const ImageView<const std::uint8_t>& left, DetectionFrame& frame);
 
 private:
+    struct Expected;
     void labelRows(const StixelContext& context, const StixelSearch& search,
                    const DetectionFrame& frame);
     void dropSmallRegions(const StixelContext& context);
     void paintRow(const StixelContext& context, const ImageView<const std::uint8_t>& left, int y,
-                  DetectionFrame& frame) const;
+                  Expected& expected, DetectionFrame& frame) const;
 
     /// Per column and row, at column * height + y: kUnsure, kGround or the index of a stixel.
     std::vector<std::int32_t> labels_;
@@ -30,6 +37,7 @@ private:
     std::vector<std::int32_t> stack_;
     std::vector<GroundModel> in_column_;  ///< the ground in each column
     std::vector<std::uint8_t> surface_;   ///< per cell: the picture shows more than noise
+    ScratchPool<Expected> scratch_;
     int height_ = 0;
 };
 

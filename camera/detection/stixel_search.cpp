@@ -394,6 +394,9 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
     return from;
 }
 
+StixelSearch::StixelSearch() = default;
+StixelSearch::~StixelSearch() = default;
+
 void StixelSearch::resize(const CellGrid& grid, float max_disparity) {
     levels_.clear();
     float d = 0.5f;
@@ -409,15 +412,17 @@ void StixelSearch::resize(const CellGrid& grid, float max_disparity) {
 void StixelSearch::run(const CellGrid& grid, const GroundModel* ground) {
     constexpr int kColumnsPerTask = 8;
     const int tasks = (grid.columns() + kColumnsPerTask - 1) / kColumnsPerTask;
+    scratch_.reserve([](Scratch&) {});
     parallelFor(tasks, [&](int task) {
+        const auto scratch = scratch_.take();
         const int end = std::min(grid.columns(), (task + 1) * kColumnsPerTask);
         for (int column = task * kColumnsPerTask; column < end; ++column)
-            runColumn(grid, ground, column);
+            runColumn(grid, ground, column, *scratch);
     });
 }
 
-void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, int column) {
-    static thread_local Scratch scratch;
+void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, int column,
+                             Scratch& scratch) {
     Column& in = scratch.column;
     in.bins = std::min(grid.bins(), kMaxBins);
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "camera/base/scratch_pool.h"
 #include "camera/detection/cell_grid.h"
 #include "camera/detection/ground_model.h"
 
@@ -43,6 +44,11 @@ struct Segment {
 /// below an object only the best is considered.)
 class StixelSearch {
 public:
+    StixelSearch();
+    ~StixelSearch();
+    StixelSearch(const StixelSearch&) = delete;
+    StixelSearch& operator=(const StixelSearch&) = delete;
+
     /// @param max_disparity  end of the search, as depth disparity [px]
     void resize(const CellGrid& grid, float max_disparity);
 
@@ -55,10 +61,11 @@ public:
 
 private:
     struct Scratch;
-    void runColumn(const CellGrid& grid, const GroundModel* ground, int column);
+    void runColumn(const CellGrid& grid, const GroundModel* ground, int column, Scratch& scratch);
 
     std::vector<float> levels_;  ///< object disparities, rising [px]; whole groups
     std::vector<std::vector<Segment>> segments_;
+    ScratchPool<Scratch> scratch_;
 };
 
 }  // namespace kova::camera
