@@ -17,6 +17,7 @@ constexpr Rgba kBlue{0, 0, 255, 255};
 constexpr Rgba kBlack{0, 0, 0, 255};
 constexpr int kGroundAlpha = 120;
 constexpr int kStixelAlpha = 135;
+constexpr int kRowsPerTask = 64;
 constexpr std::uint8_t kMapGround = 255;
 constexpr std::uint8_t kMapObstacle = 0;
 
@@ -55,7 +56,6 @@ void paintObstacles(const DetectionFrame& frame, const ImageView<Rgba>& out) {
 }
 
 void paintGround(const DetectionFrame& frame, const ImageView<Rgba>& out) {
-    constexpr int kRowsPerTask = 64;
     parallelFor((out.height + kRowsPerTask - 1) / kRowsPerTask, [&](int task) {
         for (int y = task * kRowsPerTask; y < std::min(out.height, (task + 1) * kRowsPerTask);
              ++y) {
@@ -71,17 +71,24 @@ void paintGround(const DetectionFrame& frame, const ImageView<Rgba>& out) {
 /// Far ones first, so that near ones lie on top. A darker edge parts neighbours.
 void paintStixels(const DetectionFrame& frame, const ImageView<Rgba>& out, int alpha) {
     const int line = std::max(1, static_cast<int>(markScale(out)));
-    for (std::size_t i = frame.stixels.size(); i-- > 0;) {
-        const Stixel& s = frame.stixels[i];
-        if (!s.confirmed)
-            continue;
-        const Rgba colour = distanceColour(s.distance_mm);
-        const Rgba edge = blend(colour, kBlack, 110);
-        fillRect(out, s.x_begin, s.y_top, s.x_end, s.y_bottom, colour, alpha);
-        fillRect(out, s.x_begin, s.y_top, s.x_begin + line, s.y_bottom, edge, alpha + 60);
-        fillRect(out, s.x_begin, s.y_top, s.x_end, s.y_top + line, edge, alpha + 60);
-        fillRect(out, s.x_begin, s.y_bottom - line, s.x_end, s.y_bottom, edge, alpha + 60);
-    }
+    parallelFor((out.height + kRowsPerTask - 1) / kRowsPerTask, [&](int task) {
+        const int top = task * kRowsPerTask;
+        const int end = std::min(out.height, top + kRowsPerTask);
+        const ImageView<Rgba> band = out.part(0, top, out.width, end - top);
+        for (std::size_t i = frame.stixels.size(); i-- > 0;) {
+            const Stixel& s = frame.stixels[i];
+            if (!s.confirmed || s.y_top >= end || s.y_bottom <= top)
+                continue;
+            const Rgba colour = distanceColour(s.distance_mm);
+            const Rgba edge = blend(colour, kBlack, 110);
+            const int y_top = s.y_top - top;
+            const int y_bottom = s.y_bottom - top;
+            fillRect(band, s.x_begin, y_top, s.x_end, y_bottom, colour, alpha);
+            fillRect(band, s.x_begin, y_top, s.x_begin + line, y_bottom, edge, alpha + 60);
+            fillRect(band, s.x_begin, y_top, s.x_end, y_top + line, edge, alpha + 60);
+            fillRect(band, s.x_begin, y_bottom - line, s.x_end, y_bottom, edge, alpha + 60);
+        }
+    });
 }
 
 }  // namespace
