@@ -11,28 +11,21 @@
 
 #include "hwy/highway.h"
 
+#include "camera/base/row_loop-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
 namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// Calls `body` at every multiple of the lanes, and where the last whole vector begins.
-template <typename Body>
-void forEachVector(int end, int lanes, const Body& body) {
-    for (int x = 0; x + lanes <= end; x += lanes) body(x);
-    if (end % lanes != 0)
-        body(end - lanes);
-}
-
 void depthColumns(const CellRows& rows, CellColumns& out) {
-    const hn::ScalableTag<std::uint16_t> tag;
-    const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
-    const auto zero = hn::Zero(tag);
-    const auto none = hn::Set(tag, 0xFFFF);
-    const auto too_near = hn::Set(tag, kTooNearDisparity);
-    const auto filled = hn::Set(tag, kFilledConfidence);
-    forEachVector(rows.width, static_cast<int>(hn::Lanes(tag)), [&](int x) {
+    coverRow(hn::ScalableTag<std::uint16_t>(), 0, rows.width, [&](auto tag, int x) HWY_ATTR {
+        const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
+        const auto zero = hn::Zero(tag);
+        const auto none = hn::Set(tag, 0xFFFF);
+        const auto too_near = hn::Set(tag, kTooNearDisparity);
+        const auto filled = hn::Set(tag, kFilledConfidence);
         auto count = zero, near = zero, sum = zero, sure = zero, low = none, high = zero;
         for (int i = 0; i < rows.count; ++i) {
             const auto d = hn::LoadU(tag, rows.disparity[i] + x);
@@ -56,19 +49,19 @@ void depthColumns(const CellRows& rows, CellColumns& out) {
     });
 }
 
-void changeColumns(const CellRows& rows, CellColumns& out) {
-    const hn::ScalableTag<std::uint16_t> tag;
-    const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
-    const auto change = [&](auto p, auto q) {
-        return hn::PromoteTo(tag, hn::Sub(hn::Max(p, q), hn::Min(p, q)));
-    };
-    forEachVector(rows.width - 4, static_cast<int>(hn::Lanes(tag)), [&](int x) {
+void changeColumns(const CellRows& rows, int width, CellColumns& out) {
+    coverRow(hn::ScalableTag<std::uint16_t>(), 0, width, [&](auto tag, int x) HWY_ATTR {
+        const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
         auto over1 = hn::Zero(tag), over4 = hn::Zero(tag);
         for (int i = 0; i < rows.count; i += 2) {
             const std::uint8_t* grey = rows.grey[i] + x;
             const auto here = hn::LoadU(bytes, grey);
-            over1 = hn::Add(over1, change(here, hn::LoadU(bytes, grey + 1)));
-            over4 = hn::Add(over4, change(here, hn::LoadU(bytes, grey + 4)));
+            const auto next = hn::LoadU(bytes, grey + 1);
+            const auto farther = hn::LoadU(bytes, grey + 4);
+            over1 = hn::Add(over1,
+                            hn::PromoteTo(tag, hn::Sub(hn::Max(here, next), hn::Min(here, next))));
+            over4 = hn::Add(
+                over4, hn::PromoteTo(tag, hn::Sub(hn::Max(here, farther), hn::Min(here, farther))));
         }
         hn::StoreU(over1, tag, out.change1.data() + x);
         hn::StoreU(over4, tag, out.change4.data() + x);
@@ -76,14 +69,11 @@ void changeColumns(const CellRows& rows, CellColumns& out) {
 }
 
 void sumColumnsImpl(const CellRows& rows, CellColumns& out) {
-    if (rows.width < static_cast<int>(hn::Lanes(hn::ScalableTag<std::uint16_t>())) + 4) {
-        sumCellColumnsReference(rows, out);
-        return;
-    }
     depthColumns(rows, out);
-    changeColumns(rows, out);
-    std::fill(out.change1.begin() + rows.width - 4, out.change1.end(), std::uint16_t{0});
-    std::fill(out.change4.begin() + rows.width - 4, out.change4.end(), std::uint16_t{0});
+    const int changes = std::max(0, rows.width - 4);
+    changeColumns(rows, changes, out);
+    std::fill(out.change1.begin() + changes, out.change1.end(), std::uint16_t{0});
+    std::fill(out.change4.begin() + changes, out.change4.end(), std::uint16_t{0});
 }
 
 }  // namespace

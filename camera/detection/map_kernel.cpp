@@ -8,6 +8,8 @@
 
 #include "hwy/highway.h"
 
+#include "camera/base/row_loop-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera {
 namespace HWY_NAMESPACE {
@@ -15,38 +17,25 @@ namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
 void paintRowImpl(const MapRow& row, std::uint8_t* HWY_RESTRICT out) {
-    const hn::ScalableTag<std::uint16_t> tag;
-    const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
-    const int lanes = static_cast<int>(hn::Lanes(tag));
-    if (row.width < lanes) {
-        paintMapRowReference(row, out);
-        return;
-    }
-    const auto zero = hn::Zero(tag);
-    const auto filled = hn::Set(tag, kFilledConfidence);
-    const auto reserved = hn::Set(tag, kFirstReservedDisparity);
-    const auto saturated = hn::Set(tag, kMapSaturated);
-    const auto obstacle = hn::Set(tag, kMapObstacle);
-    const auto unsure = hn::Set(tag, kMapUnsure);
-    const auto load = [&](const std::uint8_t* p) {
-        return hn::PromoteTo(tag, hn::LoadU(bytes, p));
-    };
-    for (int next = 0; next < row.width; next += lanes) {
-        const int x = next + lanes <= row.width ? next : row.width - lanes;
+    coverRow(hn::ScalableTag<std::uint16_t>(), 0, row.width, [&](auto tag, int x) HWY_ATTR {
+        const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
+        const auto zero = hn::Zero(tag);
         const auto d = hn::LoadU(tag, row.disparity + x);
-        const auto sure = load(row.confidence + x);
-        const auto value = load(row.value + x);
+        const auto sure = hn::PromoteTo(tag, hn::LoadU(bytes, row.confidence + x));
+        const auto value = hn::PromoteTo(tag, hn::LoadU(bytes, row.value + x));
+        const auto grey = hn::PromoteTo(tag, hn::LoadU(bytes, row.grey + x));
         const auto high = hn::LoadU(tag, row.high + x);
         const auto in_range = hn::And(hn::Eq(hn::Max(hn::LoadU(tag, row.low + x), d), d),
                                       hn::Eq(hn::Max(high, d), high));
         const auto measured =
-            hn::And(hn::Lt(d, reserved), hn::And(hn::Gt(sure, zero), hn::Ne(sure, filled)));
-        const auto visible = hn::Or(hn::Eq(value, obstacle), hn::Lt(load(row.grey + x), saturated));
-        const auto label =
-            hn::IfThenElse(hn::And(in_range, hn::And(measured, visible)), value, unsure);
-        hn::StoreU(hn::DemoteTo(bytes, hn::BitCast(hn::RebindToSigned<decltype(tag)>(), label)),
-                   bytes, out + x);
-    }
+            hn::And(hn::Lt(d, hn::Set(tag, kFirstReservedDisparity)),
+                    hn::And(hn::Gt(sure, zero), hn::Ne(sure, hn::Set(tag, kFilledConfidence))));
+        const auto visible = hn::Or(hn::Eq(value, hn::Set(tag, kMapObstacle)),
+                                    hn::Lt(grey, hn::Set(tag, kMapSaturated)));
+        const auto label = hn::IfThenElse(hn::And(in_range, hn::And(measured, visible)), value,
+                                          hn::Set(tag, kMapUnsure));
+        hn::StoreU(hn::TruncateTo(bytes, label), bytes, out + x);
+    });
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 
 #include "hwy/highway.h"
 
-#include "camera/matching/row_loop-inl.h"
+#include "camera/base/row_loop-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace kova::camera::sgm {

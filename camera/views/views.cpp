@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "camera/base/parallel.h"
+#include "camera/detection/map_kernel.h"
 #include "camera/views/paint.h"
 
 namespace kova::camera {
@@ -18,8 +19,6 @@ constexpr Rgba kBlack{0, 0, 0, 255};
 constexpr int kGroundAlpha = 120;
 constexpr int kStixelAlpha = 135;
 constexpr int kRowsPerTask = 64;
-constexpr std::uint8_t kMapGround = 255;
-constexpr std::uint8_t kMapObstacle = 0;
 
 /// Sizes of marks grow with the picture.
 float markScale(const ImageView<Rgba>& out) {

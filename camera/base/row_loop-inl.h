@@ -1,9 +1,9 @@
 // Compiled once for every SIMD target, hence no #pragma once.
-#if defined(KOVA_CAMERA_MATCHING_ROW_LOOP_INL) == defined(HWY_TARGET_TOGGLE)
-#ifdef KOVA_CAMERA_MATCHING_ROW_LOOP_INL
-#undef KOVA_CAMERA_MATCHING_ROW_LOOP_INL
+#if defined(KOVA_CAMERA_BASE_ROW_LOOP_INL) == defined(HWY_TARGET_TOGGLE)
+#ifdef KOVA_CAMERA_BASE_ROW_LOOP_INL
+#undef KOVA_CAMERA_BASE_ROW_LOOP_INL
 #else
-#define KOVA_CAMERA_MATCHING_ROW_LOOP_INL
+#define KOVA_CAMERA_BASE_ROW_LOOP_INL
 #endif
 
 #include "hwy/highway.h"
