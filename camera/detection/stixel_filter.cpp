@@ -28,6 +28,9 @@ constexpr float kStandsBelowMm = 200;
 /// Without a ground only upright surfaces of some height count [mm].
 constexpr float kMinHeightWithoutGround = 120;
 constexpr float kMinSamplesWithoutGround = 3;
+/// So many standard deviations of its disparity beyond the far limit, it may still be within.
+constexpr float kRangeSigmas = 2;
+constexpr float kMinDisparity = 0.25f;
 constexpr int kMinBinsForSlope = 6;
 /// A surface counts as a slope when its slant exceeds an upright one's by this much.
 constexpr float kSlantSigmas = 1;
@@ -137,8 +140,9 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     stixel.disparity = segment.too_near ? context.max_disparity : segment.disparity;
     stixel.sigma_px = segment.sigma_px;
     stixel.too_near = segment.too_near;
-    if (stixel.disparity < std::max(0.25f, context.min_disparity))
-        return false;  // farther than asked for
+    if (stixel.disparity + kRangeSigmas * stixel.sigma_px < context.min_disparity ||
+        stixel.disparity < kMinDisparity)
+        return false;  // surely farther than asked for
     const float d = stixel.disparity;
     stixel.distance_mm = static_cast<float>(fb) / d;
     stixel.sigma_mm = stixel.distance_mm * stixel.sigma_px / d;
