@@ -28,8 +28,8 @@ struct Planes {
         left.resize(kWidth, kRows, 1);
         right.resize(kWidth, kRows, kLevels + 1);
         for (int i = 0; i < stripsFor(kRows); ++i) {
-            left.compute(picture.view(), 0, i);
-            right.compute(picture.view(), 0, i);
+            left.compute(picture.view(), {}, i);
+            right.compute(picture.view(), {}, i);
         }
     }
 };
@@ -38,7 +38,8 @@ void census(benchmark::State& state, std::int64_t target) {
     hwy::SetSupportedTargetsForTest(target);
     Planes planes;
     for (auto _ : state) {
-        for (int i = 0; i < stripsFor(kRows); ++i) planes.left.compute(planes.picture.view(), 0, i);
+        for (int i = 0; i < stripsFor(kRows); ++i)
+            planes.left.compute(planes.picture.view(), {}, i);
         benchmark::ClobberMemory();
     }
     hwy::SetSupportedTargetsForTest(0);

@@ -19,9 +19,8 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-/// Census of one row; `rows` are the five rows around it, readable two pixels beyond both ends and
-/// up to the next multiple of 64.
-void censusRow(const std::uint8_t* const* rows, int width, std::uint8_t* const* out) {
+HWY_INLINE void censusWithStep(const std::uint8_t* const* rows, int step, int width,
+                               std::uint8_t* const* out) {
     const hn::CappedTag<std::uint8_t, 64> d8;
     const int lanes = static_cast<int>(hn::Lanes(d8));
     for (int x = 0; x < width; x += lanes) {
@@ -32,7 +31,7 @@ void censusRow(const std::uint8_t* const* rows, int width, std::uint8_t* const* 
             for (int i = -2; i <= 2; ++i) {
                 if (i == 0 && j == 2)
                     continue;
-                const auto neighbour = hn::LoadU(d8, rows[j] + x + i);
+                const auto neighbour = hn::LoadU(d8, rows[j] + x + i * step);
                 const auto value = hn::Set(d8, static_cast<std::uint8_t>(1 << bit));
                 bits = hn::Or(bits, hn::IfThenElseZero(hn::Lt(neighbour, centre), value));
                 if (++bit == 8) {
@@ -45,35 +44,72 @@ void censusRow(const std::uint8_t* const* rows, int width, std::uint8_t* const* 
     }
 }
 
+/// Census of one row; `rows` are the five rows around it that are compared, readable twice `step`
+/// beyond both ends and up to the next multiple of 64.
+void censusRow(const std::uint8_t* const* rows, int step, int width, std::uint8_t* const* out) {
+    // Known distances make addresses that cost nothing.
+    if (step == 1)
+        censusWithStep(rows, 1, width, out);
+    else
+        censusWithStep(rows, step, width, out);
+}
+
 /// Mean of three with the weights 1 2 1; halves are rounded up, twice.
 template <class D>
 HWY_INLINE hn::Vec<D> mean121(hn::Vec<D> a, hn::Vec<D> b, hn::Vec<D> c) {
     return hn::AverageRound(hn::AverageRound(a, c), b);
 }
 
-template <class D>
-HWY_INLINE void softenAt(D d, const std::uint8_t* const* rows, int left, int x, int right,
-                         std::uint8_t limit, std::uint8_t* out) {
-    const auto column = [&](int u) HWY_ATTR {
-        return mean121<D>(hn::LoadU(d, rows[0] + u), hn::LoadU(d, rows[1] + u),
-                          hn::LoadU(d, rows[2] + u));
-    };
-    const auto mean = mean121<D>(column(left), column(x), column(right));
-    const auto centre = hn::LoadU(d, rows[1] + x), most = hn::Set(d, limit);
-    hn::StoreU(
-        hn::Max(hn::SaturatedSub(centre, most), hn::Min(hn::SaturatedAdd(centre, most), mean)), d,
-        out + x);
+/// Mean of the vectors at(-1) to at(1), or at(-2) to at(2) with the weights 1 4 6 4 1.
+template <class D, class At>
+HWY_INLINE hn::Vec<D> meanAround(D /*d*/, bool wide, const At& at) {
+    const auto a = at(-1), b = at(0), c = at(1);
+    const auto mean = mean121<D>(a, b, c);
+    return wide ? mean121<D>(mean121<D>(at(-2), a, b), mean, mean121<D>(b, c, at(2))) : mean;
 }
 
-/// @param rows  above, this and below
-void softenRow(const std::uint8_t* const* rows, int width, std::uint8_t limit, std::uint8_t* out) {
-    const hn::CappedTag<std::uint8_t, 1> d1;
-    const int last = width - 1;
+/// @param rows   the row is rows[0], those above have negative indices
+/// @param place  gives the column that stands for the one `i` further right
+template <class D, class Place>
+HWY_INLINE void softenAt(D d, const std::uint8_t* const* rows, bool wide, const Place& place,
+                         std::uint8_t limit, std::uint8_t* out) {
+    const auto column = [&](int i) HWY_ATTR {
+        const int u = place(i);
+        return meanAround(d, wide, [&](int j) HWY_ATTR { return hn::LoadU(d, rows[j] + u); });
+    };
+    const auto mean = meanAround(d, wide, column);
+    const auto centre = hn::LoadU(d, rows[0] + place(0)), most = hn::Set(d, limit);
+    hn::StoreU(
+        hn::Max(hn::SaturatedSub(centre, most), hn::Min(hn::SaturatedAdd(centre, most), mean)), d,
+        out + place(0));
+}
+
+HWY_INLINE void softenWith(const std::uint8_t* const* rows, bool wide, int width,
+                           std::uint8_t limit, std::uint8_t* out) {
+    const int reach = wide ? 2 : 1, last = width - 1;
     camera::HWY_NAMESPACE::coverRow(
-        hn::ScalableTag<std::uint8_t>(), 1, last,
-        [&](auto d, int x) HWY_ATTR { softenAt(d, rows, x - 1, x, x + 1, limit, out); });
-    softenAt(d1, rows, 0, 0, std::min(1, last), limit, out);
-    softenAt(d1, rows, std::max(last - 1, 0), last, last, limit, out);
+        hn::ScalableTag<std::uint8_t>(), reach, width - reach, [&](auto d, int x) HWY_ATTR {
+            softenAt(
+                d, rows, wide, [x](int i) { return x + i; }, limit, out);
+        });
+    const auto at = [&](int x) HWY_ATTR {
+        softenAt(
+            hn::CappedTag<std::uint8_t, 1>(), rows, wide,
+            [=](int i) { return std::clamp(x + i, 0, last); }, limit, out);
+    };
+    for (int x = 0; x < std::min(reach, width); ++x) {
+        at(x);
+        at(last - x);
+    }
+}
+
+/// @param rows  the row is rows[0], one row above and below it are read, or two
+void softenRow(const std::uint8_t* const* rows, bool wide, int width, std::uint8_t limit,
+               std::uint8_t* out) {
+    if (wide)
+        softenWith(rows, true, width, limit, out);
+    else
+        softenWith(rows, false, width, limit, out);
 }
 
 }  // namespace
@@ -108,42 +144,47 @@ void EyePlanes::resize(int width, int height, int reach) {
     for (auto& plane : census_) plane.resize(stride, height);
 }
 
-void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int y,
-                         std::uint8_t* row) const {
-    if (soften > 0) {
-        const std::uint8_t* const rows[3] = {picture.row(std::max(y - 1, 0)), picture.row(y),
-                                             picture.row(std::min(y + 1, height_ - 1))};
+void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
+                         int y, std::uint8_t* row) const {
+    if (denoising.limit > 0) {
+        constexpr int kReach = 2;
+        const std::uint8_t* rows[2 * kReach + 1];
+        for (int j = -kReach; j <= kReach; ++j)
+            rows[kReach + j] = picture.row(std::clamp(y + j, 0, height_ - 1));
+        const auto limit = static_cast<std::uint8_t>(std::min(denoising.limit, 255));
         HWY_DYNAMIC_DISPATCH(softenRow)
-        (rows, width_, static_cast<std::uint8_t>(std::min(soften, 255)), row + left_);
+        (rows + kReach, denoising.wide, width_, limit, row + left_);
     } else {
         std::memcpy(row + left_, picture.row(y), static_cast<std::size_t>(width_));
     }
     extendRow(row, left_, width_, grey_.stride());
 }
 
-void EyePlanes::compute(const ImageView<const std::uint8_t>& picture, int soften, int strip) {
+void EyePlanes::compute(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
+                        int strip) {
     const int begin = stripBegin(strip, height_), end = stripBegin(strip + 1, height_);
-    for (int y = begin; y < end; ++y) copyGrey(picture, soften, y, grey_.row(y));
+    const int step = denoising.census_step, reach = 2 * step;
+    for (int y = begin; y < end; ++y) copyGrey(picture, denoising, y, grey_.row(y));
     // The rows around it belong to other strips, which may not be there yet.
     std::uint8_t *above[kReachRows], *below[kReachRows];
-    for (int i = 0; i < kReachRows; ++i) {
+    for (int i = 0; i < reach; ++i) {
         above[i] = around_.row(2 * kReachRows * strip + i);
         below[i] = around_.row(2 * kReachRows * strip + kReachRows + i);
-        copyGrey(picture, soften, std::max(begin - kReachRows + i, 0), above[i]);
-        copyGrey(picture, soften, std::min(end + i, height_ - 1), below[i]);
+        copyGrey(picture, denoising, std::max(begin - reach + i, 0), above[i]);
+        copyGrey(picture, denoising, std::min(end + i, height_ - 1), below[i]);
     }
     const auto row = [&](int y) {
-        return (y < begin  ? above[y - begin + kReachRows]
+        return (y < begin  ? above[y - begin + reach]
                 : y >= end ? below[y - end]
                            : grey_.row(y)) +
                left_;
     };
     for (int y = begin; y < end; ++y) {
-        const std::uint8_t* rows[2 * kReachRows + 1];
-        for (int j = 0; j <= 2 * kReachRows; ++j) rows[j] = row(y + j - kReachRows);
+        const std::uint8_t* rows[5];
+        for (int j = 0; j < 5; ++j) rows[j] = row(y + (j - 2) * step);
         std::uint8_t* out[kCensusPlanes];
         for (int k = 0; k < kCensusPlanes; ++k) out[k] = census_[k].row(y) + left_;
-        HWY_DYNAMIC_DISPATCH(censusRow)(rows, width_, out);
+        HWY_DYNAMIC_DISPATCH(censusRow)(rows, step, width_, out);
         for (auto& plane : census_) extendRow(plane.row(y), left_, width_, plane.stride());
     }
 }

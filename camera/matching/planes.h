@@ -6,6 +6,19 @@
 
 namespace kova::camera::sgm {
 
+/// How pictures are read in noise.
+struct Denoising {
+    /// By so many grey levels at most a pixel is moved towards the mean of the pixels around it,
+    /// which takes noise away and leaves edges.
+    int limit = 0;
+    /// The mean is of 5x5 pixels with the weights 1 4 6 4 1 instead of 3x3 with 1 2 1.
+    bool wide = false;
+    /// Distance of the pixels that the census compares, 1 to kMostCensusStep: where noise drowns
+    /// what neighbours differ by, those farther apart differ by more.
+    int census_step = 1;
+};
+constexpr int kMostCensusStep = 4;
+
 /// What the costs are made from, for one eye: its grey picture and the census of 5x5 pixels as
 /// three byte planes (bit n of plane n / 8 tells whether the n-th neighbour is darker). Rows
 /// continue beyond both sides with the value at the border, so that vectors may be read there.
@@ -22,20 +35,17 @@ public:
     int height() const { return height_; }
 
     /// Makes the planes of a strip of rows (strips.h); different ones may be made at the same time.
-    ///
-    /// @param soften  by so many grey levels at most a pixel is moved towards the mean of 3x3
-    /// pixels
-    ///                with the weights 1 2 1, which takes noise away and leaves edges
-    void compute(const ImageView<const std::uint8_t>& picture, int soften, int strip);
+    void compute(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
+                 int strip);
 
     /// Pixel 0 of a row; rows outside of the picture are the nearest one inside.
     const std::uint8_t* grey(int y) const { return pixel(grey_, y); }
     const std::uint8_t* census(int plane, int y) const { return pixel(census_[plane], y); }
 
 private:
-    static constexpr int kReachRows = 2;
+    static constexpr int kReachRows = 2 * kMostCensusStep;
 
-    void copyGrey(const ImageView<const std::uint8_t>& picture, int soften, int y,
+    void copyGrey(const ImageView<const std::uint8_t>& picture, const Denoising& denoising, int y,
                   std::uint8_t* row) const;
     const std::uint8_t* pixel(const Image<std::uint8_t>& plane, int y) const {
         return plane.row(y < 0 ? 0 : y < height_ ? y : height_ - 1) + left_;

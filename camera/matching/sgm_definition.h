@@ -10,7 +10,8 @@
 /// What the matcher computes, in terms that both its scalar reference and its fast form share.
 ///
 /// Semi-global matching (Hirschmüller, PAMI 2008) with four paths over 8-bit costs:
-///  - census of 5x5 (Zabih and Woodfill 1994): 24 comparisons with the centre, as three bytes;
+///  - census of 5x5 (Zabih and Woodfill 1994): 24 comparisons with the centre, as three bytes; in
+///    noise of pixels that lie farther apart (Denoising);
 ///  - the cost of (x, y, d) is the sum of the Hamming distances in a 3x3 box around it, over 8, so
 ///    at most 27. Pixels outside a picture have the value of the nearest pixel inside;
 ///  - paths from the left, the right, above and below; small steps cost kSmallStep, others

@@ -30,11 +30,13 @@ constexpr int kMaxSide = 16384, kMaxDisparity = 4000, kMaxLevels = 320;
 /// so much more (mean of the best sums) at a size than at half of it is usual without noise.
 constexpr int kHalfGrain = 10, kFullGrain = 6;
 constexpr int kMostSoftening = 36;
-/// What is found in so noisy a picture that half its size has to be softened is right less often
-/// than its margins let expect: confidence falls by 1 / kNoDoubt for every grey level of that.
+/// How pictures are read in which half the size is noisy too: low light, walls without texture.
+constexpr sgm::Denoising kHalfInNoise = {40, false, 3}, kFullInNoise = {60, true, 4};
+/// What is found in them is right less often than its margins let expect: confidence falls by
+/// 1 / kNoDoubt for every grey level that half the size would have to be softened.
 constexpr int kNoDoubt = 80;
 
-/// By how many grey levels a picture is softened [see EyePlanes::compute()].
+/// By how many grey levels a picture has to be softened [see sgm::Denoising].
 ///
 /// @param grain  by how much the best sums exceed those at half the size, one size further down
 int softening(int grain, int usual) {
@@ -83,6 +85,7 @@ private:
     SmallPair half_eyes_, quarter_eyes_, eighth_eyes_;
     Image<std::uint16_t> quarter_map_, eighth_map_;
     DisparityMap half_map_;
+    int half_noise_ = 0;             ///< by how much half the size would have to be softened
     Image<std::uint16_t> upscaled_;  ///< a row per strip
     TooNear too_near_;
     EdgeAwareFill fill_;
@@ -171,7 +174,9 @@ void SgmMatcher::matchHalf(const MatchParameters& parameters) {
     // Half a disparity more than the range is searched on both sides.
     half_.keepWithin(parameters.min_disparity * kDisparityScale / 2,
                      (parameters.max_disparity - 1) * kDisparityScale / 2);
-    half_.soften(softening(meanBest(quarter_, 2) - meanBest(eighth_, 1), kHalfGrain));
+    half_noise_ = softening(meanBest(quarter_, 2) - meanBest(eighth_, 1), kHalfGrain);
+    if (half_noise_ > 0)
+        half_.denoise(kHalfInNoise);
     half_map_.resize(width, height);
     const int speckles =
         parameters.work_mode == WorkMode::kMedium ? kNarrowingSpecklePixels : kHalfSpecklePixels;
@@ -190,7 +195,7 @@ void SgmMatcher::rate(const sgm::SgmPass& pass, const ConfidenceTable& table, in
 }
 
 void SgmMatcher::rateHalf() {
-    rate(half_, half_confidence_, half_.softened(), half_map_);
+    rate(half_, half_confidence_, half_noise_, half_map_);
 }
 
 void SgmMatcher::matchFast(const Grey& left, const MatchParameters& parameters, DisparityMap& map) {
@@ -208,14 +213,16 @@ void SgmMatcher::matchFull(const Grey& left, const Grey& right, const MatchParam
     full_.begin(left.width, left.height, parameters.min_disparity,
                 parameters.max_disparity - parameters.min_disparity);
     matchHalf(parameters);
-    // Where the half size had to be softened its eyes no longer tell how noisy they are.
-    full_.soften(std::max(softening(meanBest(half_, 4) - meanBest(quarter_, 2), kFullGrain),
-                          half_.softened()));
+    // Where half the size was softened its eyes no longer tell how noisy they are.
+    if (half_noise_ > 0)
+        full_.denoise(kFullInNoise);
+    else
+        full_.denoise({softening(meanBest(half_, 4) - meanBest(quarter_, 2), kFullGrain)});
     if (parameters.work_mode == WorkMode::kMedium)
         sgm::narrowSearch(half_map_.disparity.view(), left.width, left.height, kMargin,
                           full_.search());
     full_.run(left, right, kSpecklePixels, kSpeckleStep, map.disparity.view());
-    rate(full_, full_confidence_, half_.softened() * 4 / 3, map);
+    rate(full_, full_confidence_, half_noise_ * 4 / 3, map);
     if (parameters.borrow)
         borrow(map);
     if (parameters.confidence_threshold > 0 || too_near_.anyMarked())

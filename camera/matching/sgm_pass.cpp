@@ -50,7 +50,7 @@ void SgmPass::begin(int width, int height, int min_disparity, int levels) {
     left_.resize(width, height, 1);
     right_.resize(width, height, min_disparity + levels + 1);
     winners_.resize(width, height);
-    soften_ = 0;
+    denoising_ = {};
     keepWithin(0, kFirstReservedDisparity - 1);
     search_.min_disparity = min_disparity;
     search_.levels = levels;
@@ -87,7 +87,8 @@ void SgmPass::run(const ImageView<const std::uint8_t>& left,
     const int height = left_.height(), strips = stripsFor(height);
     pool_.reserve(search_.levels);
     parallelFor(2 * strips, [&](int i) {
-        i % 2 == 0 ? left_.compute(left, soften_, i / 2) : right_.compute(right, soften_, i / 2);
+        i % 2 == 0 ? left_.compute(left, denoising_, i / 2)
+                   : right_.compute(right, denoising_, i / 2);
     });
     parallelFor(strips, [&](int band) { matchAndCheck(band); });
     speckles_.begin(disparity.width, disparity.height);

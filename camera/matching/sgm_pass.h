@@ -42,10 +42,8 @@ public:
         least_ = least;
         largest_ = largest;
     }
-    /// By how much pixels may be softened before they are compared, see EyePlanes::compute();
-    /// begin() sets it to 0.
-    void soften(int limit) { soften_ = limit; }
-    int softened() const { return soften_; }
+    /// How the pictures are read; begin() sets it to what is right without noise.
+    void denoise(const Denoising& denoising) { denoising_ = denoising; }
 
     /// Matches, and removes what fails the left-right check and small islands; the median of 3x3 is
     /// taken in between.
@@ -65,7 +63,7 @@ private:
     BandMemoryPool& pool_;
     EyePlanes left_, right_;
     Search search_;
-    int soften_ = 0;
+    Denoising denoising_;
     int least_ = 0, largest_ = kFirstReservedDisparity - 1;
     Winners winners_;
     SpeckleFilter speckles_;

@@ -21,14 +21,16 @@ constexpr Case kCases[] = {{1, 1, 0, 16},    {3, 70, 0, 16},   {64, 64, 0, 16},
                            {65, 63, 2, 20},  {130, 90, 0, 48}, {150, 131, 3, 65},
                            {70, 81, 0, 320}, {150, 40, 5, 257}};
 
-void matchInBands(const test::TexturedPair& pair, const Search& search, Winners& winners) {
+void matchInBands(const test::TexturedPair& pair, const Search& search, int census_step,
+                  Winners& winners) {
+    const Denoising denoising{0, false, census_step};
     const int width = pair.left.width(), height = pair.left.height();
     EyePlanes left, right;
     left.resize(width, height, 1);
     right.resize(width, height, search.min_disparity + search.levels + 1);
     for (int strip = stripsFor(height) - 1; strip >= 0; --strip) {
-        left.compute(pair.left.view(), 0, strip);
-        right.compute(pair.right.view(), 0, strip);
+        left.compute(pair.left.view(), denoising, strip);
+        right.compute(pair.right.view(), denoising, strip);
     }
     BandMemory memory;
     memory.reserve(search.levels);
@@ -39,11 +41,11 @@ void matchInBands(const test::TexturedPair& pair, const Search& search, Winners&
 
 /// The reference's winners; computed once, for all targets.
 const Winners& expectedFor(const std::string& name, const test::TexturedPair& pair,
-                           const Search& search) {
+                           const Search& search, int census_step = 1) {
     static std::map<std::string, Winners> known;
     const auto [at, fresh] = known.try_emplace(name);
     if (fresh)
-        matchReference(pair.left.view(), pair.right.view(), search, at->second);
+        matchReference(pair.left.view(), pair.right.view(), search, census_step, at->second);
     return at->second;
 }
 
@@ -73,8 +75,24 @@ TEST_P(SgmTest, EqualsTheReferenceInFullSearch) {
         search.ranges.assign(std::size_t(cellsFor(c.width)) * stripsFor(c.height),
                              {0, static_cast<std::uint16_t>(c.levels)});
         Winners found;
-        matchInBands(pair, search, found);
+        matchInBands(pair, search, 1, found);
         expectEqual(expectedFor(nameOf("full", c), pair, search), found);
+    }
+}
+
+TEST_P(SgmTest, EqualsTheReferenceWhereTheCensusComparesPixelsFartherApart) {
+    for (const Case& c : {kCases[0], kCases[1], kCases[3], kCases[4]}) {
+        const test::TexturedPair pair(c.width, c.height, 11, 5);
+        Search search{c.min_disparity, c.levels, {}};
+        search.ranges.assign(std::size_t(cellsFor(c.width)) * stripsFor(c.height),
+                             {0, static_cast<std::uint16_t>(c.levels)});
+        for (int step = 2; step <= kMostCensusStep; ++step) {
+            const std::string name = nameOf("census", c) + " step " + std::to_string(step);
+            SCOPED_TRACE(name);
+            Winners found;
+            matchInBands(pair, search, step, found);
+            expectEqual(expectedFor(name, pair, search, step), found);
+        }
     }
 }
 
@@ -90,7 +108,7 @@ TEST_P(SgmTest, EqualsTheReferenceWhereEveryCellHasItsOwnRange) {
             search.ranges.push_back({begin, static_cast<std::uint16_t>(begin + size)});
         }
         Winners found;
-        matchInBands(pair, search, found);
+        matchInBands(pair, search, 1, found);
         expectEqual(expectedFor(nameOf("narrow", c), pair, search), found);
     }
 }

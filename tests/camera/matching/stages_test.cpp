@@ -98,29 +98,43 @@ int meanUp(int a, int b) {
     return (a + b + 1) / 2;
 }
 
-TEST_P(StagesTest, SoftensTowardsTheMeanOfNine) {
+int mean121(int a, int b, int c) {
+    return meanUp(meanUp(a, c), b);
+}
+
+/// Of the values of at(-2) to at(2).
+template <typename At>
+int meanAround(bool wide, const At& at) {
+    const int mean = mean121(at(-1), at(0), at(1));
+    return wide ? mean121(mean121(at(-2), at(-1), at(0)), mean, mean121(at(0), at(1), at(2)))
+                : mean;
+}
+
+TEST_P(StagesTest, SoftensTowardsTheMeanAround) {
     std::mt19937 random(9);
     for (const auto& size : kSizes) {
         const int width = size[0], height = size[1];
         Image<std::uint8_t> in(width, height);
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x) in.at(x, y) = static_cast<std::uint8_t>(random());
-        const auto column = [&](int x, int y) {
-            x = std::clamp(x, 0, width - 1);
-            return meanUp(
-                meanUp(in.at(x, std::max(y - 1, 0)), in.at(x, std::min(y + 1, height - 1))),
-                in.at(x, y));
+        const auto mean = [&](bool wide, int x, int y) {
+            return meanAround(wide, [&](int i) {
+                const int u = std::clamp(x + i, 0, width - 1);
+                return meanAround(
+                    wide, [&](int j) { return int{in.at(u, std::clamp(y + j, 0, height - 1))}; });
+            });
         };
-        for (const int limit : {0, 7, 1000}) {
+        for (const sgm::Denoising& denoising : {sgm::Denoising{0}, sgm::Denoising{7},
+                                                sgm::Denoising{1000}, sgm::Denoising{1000, true}}) {
+            const int limit = denoising.limit;
             sgm::EyePlanes eye;
             eye.resize(width, height, 1);
-            for (int i = 0; i < stripsFor(height); ++i) eye.compute(in.view(), limit, i);
+            for (int i = 0; i < stripsFor(height); ++i) eye.compute(in.view(), denoising, i);
             for (int y = 0; y < height; ++y)
                 for (int x = 0; x < width; ++x) {
-                    const int mean =
-                        meanUp(meanUp(column(x - 1, y), column(x + 1, y)), column(x, y));
                     const int here = in.at(x, y);
-                    ASSERT_EQ(std::clamp(mean, here - limit, here + limit), eye.grey(y)[x])
+                    ASSERT_EQ(std::clamp(mean(denoising.wide, x, y), here - limit, here + limit),
+                              eye.grey(y)[x])
                         << x << ", " << y << " of " << width << "x" << height << ", " << limit;
                 }
         }
