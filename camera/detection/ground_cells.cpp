@@ -12,6 +12,9 @@ namespace {
 constexpr int kReachAcross = 16;        // of what is nearer, into the ground beside it [px]
 constexpr int kReachDown = 16;          // from its foot
 constexpr float kShadowedWorth = 0.05;  // of a cell within that reach
+/// Rows of cells at the lower edge that a matcher measures too far: what it compares with ends
+/// there, and what lies above is farther.
+constexpr int kCutShort = 2;
 
 }  // namespace
 
@@ -82,10 +85,11 @@ void GroundCells::findBelow(const CellGrid& grid, const GroundModel& model, int 
     const float b = static_cast<float>(model.b);
     const float above = static_cast<float>(model.a * u_[column] + model.c);
     const float* rows = v();
+    const GroundModel surface = model.flat ? model : model.inColumn(u_[column]);
     float foot = 0;  // disparity of the last thing above
     int left = 0;    // bins from its foot on
     for (int bin = 0; bin < bins_; ++bin) {
-        const float s = std::max(1.0f, above + b * rows[bin]);
+        const float s = std::max(1.0f, surface.groundOf(above + b * rows[bin]));
         if (kind[bin] != CellKind::kEmpty) {
             const float nearest = kind[bin] == CellKind::kTooNear ? 1e6f : d[bin];
             if (nearest > s + 3 * groundTolerance(s)) {
@@ -96,6 +100,7 @@ void GroundCells::findBelow(const CellGrid& grid, const GroundModel& model, int 
         trust[bin] = left > 0 ? kShadowedWorth : 1;
         left -= left > 0 && s >= foot;
     }
+    std::fill(trust + std::max(0, bins_ - kCutShort), trust + bins_, 0.0f);
 }
 
 // Down to the foot of what is nearer and below that, and beside it.

@@ -18,7 +18,7 @@ public:
     /// Takes the cells of a grid.
     void collect(const CellGrid& grid);
 
-    /// Finds worth() against this plane.
+    /// Finds worth() against this ground.
     void findShadowed(const CellGrid& grid, const GroundModel& model);
 
     int columns() const { return columns_; }
@@ -38,7 +38,7 @@ public:
     /// Independent measurements that a cell is worth, by its confidence.
     const float* weight(int column) const { return at(weight_, column); }
     /// The same, less in cells within the matcher's reach of something nearer, which are measured
-    /// too near.
+    /// too near, and nothing at the picture's lower edge, where they are measured too far.
     const float* worth(int column) const { return at(worth_, column); }
 
     /// The cells of a column from a bin on, with their weights or their worth.

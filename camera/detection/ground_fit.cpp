@@ -334,7 +334,8 @@ GroundFit GroundFitter::fitCells(const CellGrid& grid, const RectifiedGeometry& 
     refine(grid, geometry, prior, result.model);
     if (!plausible(result.model, prior))
         return result;
-    fitGroundProfile(cells_, geometry, prior.has_track ? &prior.track : nullptr, result.model);
+    fitGroundProfile(grid, geometry, prior.has_track ? &prior.track : nullptr, cells_,
+                     result.model);
     judge(grid, min_support, result);
     return result;
 }

@@ -229,11 +229,34 @@ float bestStep(const Votes& votes, const GroundModel& model) {
     return best;
 }
 
+/// The model with the ramp d = s + p + q s + r x behind its knee.
+/// @param nearest  largest disparity of the plane in the picture [px]
+GroundModel withRamp(GroundModel model, const RectifiedGeometry& geometry,
+                     const Eigen::Vector3d& plane, float nearest) {
+    const auto knee = static_cast<float>(-plane[0] / plane[1]);
+    model.flat = false;
+    model.knot[0] = nearest;
+    // A ramp that falls away ends at its own horizon.
+    const auto horizon = static_cast<float>((kLastKnot - plane[0]) / (1 + plane[1]));
+    const float ratio = std::pow(std::max(kLastKnot, horizon) / knee, 1.0f / (kKnots - 2));
+    for (int k = 1; k < kKnots; ++k) {
+        model.knot[k] = knee * std::pow(ratio, static_cast<float>(k - 1));
+        model.knot_offset[k] = static_cast<float>(plane[0] + plane[1] * model.knot[k]);
+    }
+    model.stretch_per_px = plane[2] / plane[0] / geometry.fx;
+    model.stretch = 1 - model.stretch_per_px * geometry.cx;
+    return model;
+}
+
 /// The plane d = s + p + q s + r x behind the knee, x = (u - cx) / fx, by reweighted least squares
 /// (Tukey's biweight); false where there is none.
-bool refineRamp(const GroundCells& cells, const RectifiedGeometry& geometry,
-                const GroundModel& model, Eigen::Vector3d& plane) {
+bool refineRamp(const CellGrid& grid, const RectifiedGeometry& geometry, const GroundModel& model,
+                float nearest, GroundCells& cells, Eigen::Vector3d& plane) {
     for (int iteration = 0; iteration < kRampIterations; ++iteration) {
+        // On the ramp that was found, what stands on it is known.
+        const bool near_is_known = iteration >= kRampIterations / 2;
+        if (iteration == kRampIterations / 2)
+            cells.findShadowed(grid, withRamp(model, geometry, plane, nearest));
         Eigen::Matrix3d matrix = Eigen::Matrix3d::Zero();
         Eigen::Vector3d side = Eigen::Vector3d::Zero();
         const bool up = plane[1] < 0;
@@ -252,7 +275,7 @@ bool refineRamp(const GroundCells& cells, const RectifiedGeometry& geometry,
             line.cy = static_cast<float>(-above / model.b);
             // Behind its knee.
             line.most = static_cast<float>(-(plane[0] + plane[2] * x) / plane[1]);
-            const GroundSums sums = groundSums(line, cells.below(0, column, false));
+            const GroundSums sums = groundSums(line, cells.below(0, column, near_is_known));
             matrix(0, 0) += sums.w;
             matrix(0, 1) += sums.wy;
             matrix(0, 2) += sums.w * x;
@@ -277,8 +300,8 @@ bool refineRamp(const GroundCells& cells, const RectifiedGeometry& geometry,
 
 }  // namespace
 
-void fitGroundProfile(const GroundCells& cells, const RectifiedGeometry& geometry,
-                      const GroundModel* previous, GroundModel& model) {
+void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
+                      const GroundModel* previous, GroundCells& cells, GroundModel& model) {
     model.flat = true;
     model.knot_offset.fill(0);
     model.stretch = 1;
@@ -300,22 +323,12 @@ void fitGroundProfile(const GroundCells& cells, const RectifiedGeometry& geometr
     if (gain <= needed || gain < bestStep(votes, model))
         return;
     Eigen::Vector3d plane(ramp.rate * ramp.knee, -ramp.rate, 0);
-    if (!refineRamp(cells, geometry, model, plane))
+    if (!refineRamp(grid, geometry, model, nearest, cells, plane))
         return;
     const auto knee = static_cast<float>(-plane[0] / plane[1]);
     if (knee > 0.95f * nearest || knee < 1.2f * kFarthest)
         return;
-    model.flat = false;
-    model.knot[0] = nearest;
-    // A ramp that falls away ends at its own horizon.
-    const auto horizon = static_cast<float>((kLastKnot - plane[0]) / (1 + plane[1]));
-    const float ratio = std::pow(std::max(kLastKnot, horizon) / knee, 1.0f / (kKnots - 2));
-    for (int k = 1; k < kKnots; ++k) {
-        model.knot[k] = knee * std::pow(ratio, static_cast<float>(k - 1));
-        model.knot_offset[k] = static_cast<float>(plane[0] + plane[1] * model.knot[k]);
-    }
-    model.stretch_per_px = plane[2] / plane[0] / geometry.fx;
-    model.stretch = 1 - model.stretch_per_px * geometry.cx;
+    model = withRamp(model, geometry, plane, nearest);
 }
 
 }  // namespace kova::camera

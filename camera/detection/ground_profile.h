@@ -14,7 +14,8 @@ namespace kova::camera {
 ///
 /// @param previous  ground of the frame before: a ramp that was there is believed sooner; null:
 /// none
-void fitGroundProfile(const GroundCells& cells, const RectifiedGeometry& geometry,
-                      const GroundModel* previous, GroundModel& model);
+/// @param cells  of the grid; their worth is found anew where there is a ramp
+void fitGroundProfile(const CellGrid& grid, const RectifiedGeometry& geometry,
+                      const GroundModel* previous, GroundCells& cells, GroundModel& model);
 
 }  // namespace kova::camera

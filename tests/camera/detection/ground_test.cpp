@@ -124,6 +124,28 @@ TEST(GroundTest, ThingsOnADownwardRampDoNotLiftIt) {
     }
 }
 
+// A matcher carries the depth of things on to what is beside them, here all on one side.
+TEST(GroundTest, ThingsOnAnUpwardRampDoNotTurnIt) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        SyntheticScene scene(640, 400, 600);
+        scene.addGround();
+        scene.addRamp(5000, 0.105, 0);
+        scene.finish(seed, 0.2);
+        for (int y = 0; y < 400; ++y)
+            for (int x = 320; x < 640; ++x)
+                if (const int at = x % 60; scene.disparityAt(x, y) < 9 && (at < 24 || at >= 46))
+                    scene.map.disparity.at(x, y) += at < 10 ? 128 : 10;
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        const camera::GroundModel& ground = frame.ground.model;
+        ASSERT_FALSE(ground.flat) << seed;
+        for (const int u : {60, 580})
+            EXPECT_NEAR(ground.inColumn(u).groundOf(6), ground.inColumn(320).groundOf(6), 0.08)
+                << seed;
+    }
+}
+
 // What lies behind a kerb across the way is level again: no ramp.
 TEST(GroundTest, KerbAheadIsNoRamp) {
     for (unsigned seed = 1; seed <= 4; ++seed) {
@@ -154,6 +176,23 @@ TEST(GroundTest, ClutterIsNoRamp) {
     scene.detectAlone(frame);
     ASSERT_EQ(frame.ground.state, GroundState::kFound);
     EXPECT_TRUE(frame.ground.model.flat);
+}
+
+// What a matcher compares ends at the picture's lower edge, and what lies above is farther.
+TEST(GroundTest, TheLowerEdgeDoesNotTurnTheGround) {
+    for (const bool half_size : {false, true}) {
+        SyntheticScene scene(640, 400, 1200);
+        scene.addGround();
+        scene.finish(1, 0.2);
+        for (int y = half_size ? 384 : 392; y < 400; ++y)
+            for (int x = 0; x < 640; ++x) scene.map.disparity.at(x, y) -= 8;
+        camera::DetectionInput input = scene.input();
+        input.half_size = half_size;
+        DetectionFrame frame;
+        camera::Detector().detect(input, {}, frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        EXPECT_NEAR(frame.ground.pitch_deg, 8, 0.03) << half_size;
+    }
 }
 
 // A matcher puts the ground before the foot of a wall too near.
