@@ -32,6 +32,7 @@ constexpr std::uint8_t kFilledConfidence = 255;
 struct DisparityMap {
     Image<std::uint16_t> disparity;  ///< 1/16 px, or a reserved value
     Image<std::uint8_t> confidence;  ///< see kConfidenceScale
+    bool noisy = false;              ///< the pictures hold more noise than texture
 
     void resize(int width, int height) {
         disparity.resize(width, height);

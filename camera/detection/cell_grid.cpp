@@ -117,11 +117,12 @@ void CellGrid::resize(int width, int height, int column_px, int bin_px) {
     coarse.resize(cells);
 }
 
-void CellGrid::reduce(const ImageView<const std::uint8_t>& left, const DisparityMap& map,
-                      double offset, int crop_top, int crop_bottom) {
+void CellGrid::reduce(const ImageView<const std::uint8_t>& left, const ComparedPictures& compared,
+                      const DisparityMap& map, double offset, int crop_top, int crop_bottom) {
     constexpr int kBinsPerTask = 8;
     const int tasks = (bins_ + kBinsPerTask - 1) / kBinsPerTask;
     scratch_.reserve([&](CellColumns& columns) { columns.resize(width_); });
+    noise_left_ = compared.noiseLeft();
     parallelFor(tasks, [&](int task) {
         const auto loan = scratch_.take();
         CellColumns& columns = *loan;
@@ -134,7 +135,8 @@ void CellGrid::reduce(const ImageView<const std::uint8_t>& left, const Disparity
             for (int y = y_begin; y < y_end; ++y) {
                 rows.disparity[rows.count] = map.disparity.row(y);
                 rows.confidence[rows.count] = map.confidence.row(y);
-                rows.grey[rows.count++] = left.row(y);
+                rows.grey[rows.count] = left.row(y);
+                rows.compared[rows.count++] = compared.left().row(y);
             }
             sumCellColumns(rows, columns);
             for (int column = 0; column < columns_; ++column)
@@ -172,7 +174,7 @@ void CellGrid::reduceCell(const CellRows& rows, const CellColumns& columns, doub
     const int samples =
         std::max(0, std::min(x_end, rows.width - 4) - x_begin) * ((rows.count + 1) / 2);
     if (samples > 0) {
-        fine[cell] = static_cast<float>(change1) / static_cast<float>(samples);
+        fine[cell] = noise_left_ * static_cast<float>(change1) / static_cast<float>(samples);
         coarse[cell] = static_cast<float>(change4) / static_cast<float>(samples);
         if (coarse[cell] < kMinChange)
             return;

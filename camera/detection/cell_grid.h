@@ -7,6 +7,7 @@
 #include "camera/base/scratch_pool.h"
 #include "camera/calibration/stereo_calibration.h"
 #include "camera/detection/cell_kernel.h"
+#include "camera/detection/compared_pictures.h"
 
 namespace kova::camera {
 
@@ -28,10 +29,11 @@ public:
     /// Fills the grid. Cells without texture in the picture are empty: what a matcher says there
     /// it has carried over from elsewhere.
     /// @param left                   rectified, grey
+    /// @param compared               the same picture as it is compared with the right one
     /// @param offset                added to every disparity, see RectifiedGeometry
     /// @param crop_top, crop_bottom  rows left out at the edges [px]
-    void reduce(const ImageView<const std::uint8_t>& left, const DisparityMap& map, double offset,
-                int crop_top, int crop_bottom);
+    void reduce(const ImageView<const std::uint8_t>& left, const ComparedPictures& compared,
+                const DisparityMap& map, double offset, int crop_top, int crop_bottom);
 
     int columns() const { return columns_; }
     int bins() const { return bins_; }
@@ -57,14 +59,16 @@ public:
     std::vector<float> disparity;   ///< depth disparity [px]
     std::vector<float> weight;      ///< independent measurements that the cell is worth
     std::vector<float> confidence;  ///< probability that its disparity is right, 0..1
-    std::vector<float> fine;        ///< mean change of the picture over 1 px [grey levels]
-    std::vector<float> coarse;      ///< the same over 4 px; not more than `fine`: noise alone
+    /// Mean change of the picture over 1 px, and of the compared one over 4 px [grey levels]: what
+    /// noise is left of the former in the compared picture, so that noise alone makes both alike.
+    std::vector<float> fine, coarse;
 
 private:
     void reduceCell(const CellRows& rows, const CellColumns& columns, double offset, int column,
                     std::size_t cell);
 
     ScratchPool<CellColumns> scratch_;
+    float noise_left_ = 1;  ///< see ComparedPictures
     int width_ = 0, height_ = 0, column_px_ = 1, bin_px_ = 1, columns_ = 0, bins_ = 0;
 };
 

@@ -54,14 +54,12 @@ void changeColumns(const CellRows& rows, int width, CellColumns& out) {
         const hn::Rebind<std::uint8_t, decltype(tag)> bytes;
         auto over1 = hn::Zero(tag), over4 = hn::Zero(tag);
         for (int i = 0; i < rows.count; i += 2) {
-            const std::uint8_t* grey = rows.grey[i] + x;
-            const auto here = hn::LoadU(bytes, grey);
-            const auto next = hn::LoadU(bytes, grey + 1);
-            const auto farther = hn::LoadU(bytes, grey + 4);
-            over1 = hn::Add(over1,
-                            hn::PromoteTo(tag, hn::Sub(hn::Max(here, next), hn::Min(here, next))));
-            over4 = hn::Add(
-                over4, hn::PromoteTo(tag, hn::Sub(hn::Max(here, farther), hn::Min(here, farther))));
+            const auto change = [&](const std::uint8_t* from, int step) HWY_ATTR {
+                const auto a = hn::LoadU(bytes, from + x), b = hn::LoadU(bytes, from + x + step);
+                return hn::PromoteTo(tag, hn::Sub(hn::Max(a, b), hn::Min(a, b)));
+            };
+            over1 = hn::Add(over1, change(rows.grey[i], 1));
+            over4 = hn::Add(over4, change(rows.compared[i], 4));
         }
         hn::StoreU(over1, tag, out.change1.data() + x);
         hn::StoreU(over4, tag, out.change4.data() + x);
@@ -115,9 +113,9 @@ void sumCellColumnsReference(const CellRows& rows, CellColumns& columns) {
                 columns.high[x] = std::max(columns.high[x], d);
             }
             if (i % 2 == 0 && x < rows.width - 4) {
-                const std::uint8_t* grey = rows.grey[i] + x;
+                const std::uint8_t *grey = rows.grey[i] + x, *compared = rows.compared[i] + x;
                 add(columns.change1[x], std::abs(grey[1] - grey[0]));
-                add(columns.change4[x], std::abs(grey[4] - grey[0]));
+                add(columns.change4[x], std::abs(compared[4] - compared[0]));
             }
         }
     }

@@ -15,6 +15,7 @@ struct CellRows {
     std::array<const std::uint16_t*, kMostCellRows> disparity{};
     std::array<const std::uint8_t*, kMostCellRows> confidence{};
     std::array<const std::uint8_t*, kMostCellRows> grey{};
+    std::array<const std::uint8_t*, kMostCellRows> compared{};  ///< see ComparedPictures
 };
 
 /// What each pixel column of a row of cells adds to its cell.
@@ -25,8 +26,8 @@ struct CellColumns {
     std::vector<std::uint16_t> sure;      ///< of their confidences
     std::vector<std::uint16_t> low;       ///< least measured disparity; 0xFFFF without any
     std::vector<std::uint16_t> high;      ///< largest; 0 without any
-    /// Change of the picture over 1 and over 4 px in every second row [grey levels]; the last 4
-    /// columns have none.
+    /// Change of the picture over 1 px, and of the compared one over 4 px, in every second row
+    /// [grey levels]; the last 4 columns have none.
     std::vector<std::uint16_t> change1, change4;
 
     void resize(int width);

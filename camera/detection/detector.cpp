@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "camera/detection/cell_grid.h"
+#include "camera/detection/compared_pictures.h"
 #include "camera/detection/gravity_filter.h"
 #include "camera/detection/ground_map.h"
 #include "camera/detection/ground_tracker.h"
@@ -96,6 +97,7 @@ const char* stageName(DetectionStage stage) {
 }
 
 struct Detector::Impl {
+    ComparedPictures pictures;
     CellGrid grid;
     GravityFilter gravity;
     GroundTracker ground;
@@ -122,6 +124,7 @@ struct Detector::Impl {
         height = geometry.height;
         column_px = columns_px;
         max_disparity = end;
+        pictures.resize(width, height);
         grid.resize(width, height, column_px, input.half_size ? 8 : 4);
         search.resize(grid, end);
     }
@@ -166,8 +169,7 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
 
     StixelContext context;
     context.grid = &my.grid;
-    context.left = input.left;
-    context.right = input.right;
+    context.pictures = &my.pictures;
     context.map = input.map;
     context.half_size = input.half_size;
     context.geometry = input.geometry;
@@ -182,7 +184,8 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
         std::clamp(context.stixels.crop_bottom, 0, frame.height - context.stixels.crop_top);
 
     StageClock clock(my.times);
-    my.grid.reduce(input.left, *input.map, input.geometry.disparityOffset(),
+    my.pictures.set(input.left, input.right, input.map->noisy);
+    my.grid.reduce(input.left, my.pictures, *input.map, input.geometry.disparityOffset(),
                    context.stixels.crop_top, context.stixels.crop_bottom);
     frame.health = judgePicture(input.left, my.grid);
     frame.health.dropped_frames = input.dropped_frames;

@@ -22,6 +22,10 @@ int sixteenths(float d) {
 }
 
 void comparePictures(const StixelContext& context, const Stixel& stixel, StixelFeatures& features) {
+    const ComparedPictures& pictures = *context.pictures;
+    // Where there is more noise than usual the same must come of the same agreement.
+    const float noise = pictures.noise();
+    const auto worth = [&](float variance) { return variance / noise + kNoise; };
     const bool has_ground = context.ground->state != GroundState::kLost;
     const double u = context.grid->centreX(stixel.column);
     const GroundModel ground = context.ground->model.inColumn(u);
@@ -45,24 +49,23 @@ void comparePictures(const StixelContext& context, const Stixel& stixel, StixelF
         lying[below_horizon++] = {y, sixteenths(ground.groundOf(s) - offset), true};
     }
     PhotometricFit as_is;
-    photometricFit(context.left, context.right, stixel.x_begin, stixel.x_end, upright.data(), count,
-                   true, as_is);
+    photometricFit(pictures.left(), pictures.right(), stixel.x_begin, stixel.x_end, upright.data(),
+                   count, true, as_is);
     features[kGroundPart] = static_cast<float>(below_horizon) / static_cast<float>(count);
     if (as_is.pixels == 0)
         return;
-    features[kLogVariance] = std::log(as_is.variance + kNoise);
-    features[kLogResidual] = std::log(as_is.residual + kNoise);
+    features[kLogVariance] = std::log(worth(as_is.variance));
+    features[kLogResidual] = std::log(worth(as_is.residual));
     features[kCorrelation] = as_is.correlation;
-    features[kPeakLogRatio] =
-        std::log((as_is.elsewhere_residual + kNoise) / (as_is.residual + kNoise));
+    features[kPeakLogRatio] = std::log(worth(as_is.elsewhere_residual) / worth(as_is.residual));
     PhotometricFit as_ground;
-    photometricFit(context.left, context.right, stixel.x_begin, stixel.x_end, lying.data(),
+    photometricFit(pictures.left(), pictures.right(), stixel.x_begin, stixel.x_end, lying.data(),
                    below_horizon, false, as_ground);
     if (as_ground.pixels == 0 || as_is.compared_pixels == 0)
         return;
     features[kGroundCorrelation] = as_ground.correlation;
     features[kGroundLogRatio] =
-        std::log((as_ground.residual + kNoise) / (as_is.compared_residual + kNoise));
+        std::log(worth(as_ground.residual) / worth(as_is.compared_residual));
 }
 
 }  // namespace
@@ -84,7 +87,7 @@ StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& c
         features[kLogHigh] = std::log(std::max(20.0f, stixel.high_mm));
         features[kUpright] = std::clamp(compressed(candidate.upright), -4.0f, 5.0f);
     }
-    if (context.right.data)
+    if (context.pictures->right().data)
         comparePictures(context, stixel, features);
     return features;
 }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "camera/detection/cell_grid.h"
+#include "camera/detection/compared_pictures.h"
 #include "camera/detection/detection_frame.h"
 #include "camera/detection/stixel_search.h"
 #include "camera/detection/stixel_support.h"
@@ -21,7 +22,7 @@ GroundAxes groundAxes(const GroundEstimate& ground);
 /// What the filters need to know about a frame.
 struct StixelContext {
     const CellGrid* grid = nullptr;
-    ImageView<const std::uint8_t> left, right;  ///< rectified; right may be empty
+    const ComparedPictures* pictures = nullptr;  ///< rectified; the right one may be empty
     const DisparityMap* map = nullptr;
     bool half_size = false;  ///< the map was matched at half the size
     RectifiedGeometry geometry;

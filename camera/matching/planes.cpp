@@ -132,7 +132,22 @@ void extendRow(std::uint8_t* row, int left, int width, std::ptrdiff_t stride) {
                 static_cast<std::size_t>(stride - left - width));
 }
 
+void softenOne(const ImageView<const std::uint8_t>& picture, const Denoising& denoising, int y,
+               std::uint8_t* out) {
+    constexpr int kReach = 2;
+    const std::uint8_t* rows[2 * kReach + 1];
+    for (int j = -kReach; j <= kReach; ++j)
+        rows[kReach + j] = picture.row(std::clamp(y + j, 0, picture.height - 1));
+    const auto limit = static_cast<std::uint8_t>(std::min(denoising.limit, 255));
+    HWY_DYNAMIC_DISPATCH(softenRow)(rows + kReach, denoising.wide, picture.width, limit, out);
+}
+
 }  // namespace
+
+void softenRows(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
+                const ImageView<std::uint8_t>& out, int begin, int end) {
+    for (int y = begin; y < end; ++y) softenOne(picture, denoising, y, out.row(y));
+}
 
 void EyePlanes::resize(int width, int height, int reach) {
     width_ = width;
@@ -147,13 +162,7 @@ void EyePlanes::resize(int width, int height, int reach) {
 void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
                          int y, std::uint8_t* row) const {
     if (denoising.limit > 0) {
-        constexpr int kReach = 2;
-        const std::uint8_t* rows[2 * kReach + 1];
-        for (int j = -kReach; j <= kReach; ++j)
-            rows[kReach + j] = picture.row(std::clamp(y + j, 0, height_ - 1));
-        const auto limit = static_cast<std::uint8_t>(std::min(denoising.limit, 255));
-        HWY_DYNAMIC_DISPATCH(softenRow)
-        (rows + kReach, denoising.wide, width_, limit, row + left_);
+        softenOne(picture, denoising, y, row + left_);
     } else {
         std::memcpy(row + left_, picture.row(y), static_cast<std::size_t>(width_));
     }

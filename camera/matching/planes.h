@@ -19,6 +19,10 @@ struct Denoising {
 };
 constexpr int kMostCensusStep = 4;
 
+/// Rows [begin, end) of a softened picture; those that are only read lie around them.
+void softenRows(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
+                const ImageView<std::uint8_t>& out, int begin, int end);
+
 /// What the costs are made from, for one eye: its grey picture and the census of 5x5 pixels as
 /// three byte planes (bit n of plane n / 8 tells whether the n-th neighbour is darker). Rows
 /// continue beyond both sides with the value at the border, so that vectors may be read there.

@@ -281,6 +281,7 @@ Status SgmMatcher::match(const Grey& left, const Grey& right, const MatchParamet
         matchFast(left, parameters, map);
     else
         matchFull(left, right, parameters, map);
+    map.noisy = half_noise_ > 0;
     if (parameters.fill)
         fill_.fill(left, map);
     return {};

@@ -36,6 +36,7 @@ TEST_P(CellColumnsTest, EqualThePlainForm) {
                 rows.disparity[i] = disparity.row(i);
                 rows.confidence[i] = confidence.row(i);
                 rows.grey[i] = grey.row(i);
+                rows.compared[i] = grey.row(kMostCellRows - 1 - i);
             }
             CellColumns got, expected;
             got.resize(width);

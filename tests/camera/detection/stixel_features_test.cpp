@@ -50,8 +50,8 @@ protected:
             }
         grid_.resize(kWidth, kHeight, kColumnPx, 4);
         context_.grid = &grid_;
-        context_.left = left_.view();
-        context_.right = right_.view();
+        pictures_.set(left_.view(), right_.view(), false);
+        context_.pictures = &pictures_;
         context_.geometry = {kWidth, kHeight, 300, 300, 160, 0, 160, 120};
         context_.ground = &ground_;
     }
@@ -81,6 +81,7 @@ protected:
     GroundEstimate ground_ = ramp();
     Image<std::uint8_t> left_{kWidth, kHeight}, right_{kWidth, kHeight};
     CellGrid grid_;
+    ComparedPictures pictures_;
     StixelContext context_;
 };
 
@@ -103,10 +104,10 @@ TEST_F(StixelFeaturesTest, GroundAgreesAsTheGroundOfItsOwnColumn) {
 }
 
 TEST_F(StixelFeaturesTest, WithoutARightPictureOrAGroundThatIsNotKnown) {
-    context_.right = {};
+    pictures_.set(left_.view(), {}, false);
     EXPECT_TRUE(std::isnan(at(27, 12)[kCorrelation]));
     EXPECT_FALSE(std::isnan(at(27, 12)[kLogHigh]));
-    context_.right = right_.view();
+    pictures_.set(left_.view(), right_.view(), false);
     ground_.state = GroundState::kLost;
     const StixelFeatures thing = at(27, 12);
     EXPECT_GT(thing[kCorrelation], 0.95f);
