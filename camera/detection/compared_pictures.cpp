@@ -1,5 +1,6 @@
 #include "camera/detection/compared_pictures.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>

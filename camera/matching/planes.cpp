@@ -19,8 +19,8 @@ namespace HWY_NAMESPACE {
 namespace {
 namespace hn = hwy::HWY_NAMESPACE;
 
-HWY_INLINE void censusWithStep(const std::uint8_t* const* rows, int step, int width,
-                               std::uint8_t* const* out) {
+HWY_INLINE void censusApart(const std::uint8_t* const* rows, int apart, int width,
+                            std::uint8_t* const* out) {
     const hn::CappedTag<std::uint8_t, 64> d8;
     const int lanes = static_cast<int>(hn::Lanes(d8));
     for (int x = 0; x < width; x += lanes) {
@@ -31,7 +31,7 @@ HWY_INLINE void censusWithStep(const std::uint8_t* const* rows, int step, int wi
             for (int i = -2; i <= 2; ++i) {
                 if (i == 0 && j == 2)
                     continue;
-                const auto neighbour = hn::LoadU(d8, rows[j] + x + i * step);
+                const auto neighbour = hn::LoadU(d8, rows[j] + x + i * apart);
                 const auto value = hn::Set(d8, static_cast<std::uint8_t>(1 << bit));
                 bits = hn::Or(bits, hn::IfThenElseZero(hn::Lt(neighbour, centre), value));
                 if (++bit == 8) {
@@ -44,14 +44,16 @@ HWY_INLINE void censusWithStep(const std::uint8_t* const* rows, int step, int wi
     }
 }
 
-/// Census of one row; `rows` are the five rows around it that are compared, readable twice `step`
+/// Census of one row; `rows` are the five rows around it that are compared, readable twice `apart`
 /// beyond both ends and up to the next multiple of 64.
-void censusRow(const std::uint8_t* const* rows, int step, int width, std::uint8_t* const* out) {
+///
+/// @param apart  distance of the columns
+void censusRow(const std::uint8_t* const* rows, int apart, int width, std::uint8_t* const* out) {
     // Known distances make addresses that cost nothing.
-    if (step == 1)
-        censusWithStep(rows, 1, width, out);
+    if (apart == 1)
+        censusApart(rows, 1, width, out);
     else
-        censusWithStep(rows, step, width, out);
+        censusApart(rows, apart, width, out);
 }
 
 /// Mean of three with the weights 1 2 1; halves are rounded up, twice.
@@ -172,7 +174,7 @@ void EyePlanes::copyGrey(const ImageView<const std::uint8_t>& picture, const Den
 void EyePlanes::compute(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
                         int strip) {
     const int begin = stripBegin(strip, height_), end = stripBegin(strip + 1, height_);
-    const int step = denoising.census_step, reach = 2 * step;
+    const int apart = denoising.rows_apart, reach = 2 * apart;
     for (int y = begin; y < end; ++y) copyGrey(picture, denoising, y, grey_.row(y));
     // The rows around it belong to other strips, which may not be there yet.
     std::uint8_t *above[kReachRows], *below[kReachRows];
@@ -190,10 +192,10 @@ void EyePlanes::compute(const ImageView<const std::uint8_t>& picture, const Deno
     };
     for (int y = begin; y < end; ++y) {
         const std::uint8_t* rows[5];
-        for (int j = 0; j < 5; ++j) rows[j] = row(y + (j - 2) * step);
+        for (int j = 0; j < 5; ++j) rows[j] = row(y + (j - 2) * apart);
         std::uint8_t* out[kCensusPlanes];
         for (int k = 0; k < kCensusPlanes; ++k) out[k] = census_[k].row(y) + left_;
-        HWY_DYNAMIC_DISPATCH(censusRow)(rows, step, width_, out);
+        HWY_DYNAMIC_DISPATCH(censusRow)(rows, denoising.columns_apart, width_, out);
         for (auto& plane : census_) extendRow(plane.row(y), left_, width_, plane.stride());
     }
 }

@@ -13,11 +13,11 @@ struct Denoising {
     int limit = 0;
     /// The mean is of 5x5 pixels with the weights 1 4 6 4 1 instead of 3x3 with 1 2 1.
     bool wide = false;
-    /// Distance of the pixels that the census compares, 1 to kMostCensusStep: where noise drowns
-    /// what neighbours differ by, those farther apart differ by more.
-    int census_step = 1;
+    /// Distance of the columns and rows that the census compares, 1 to kMostApart: where noise
+    /// drowns what neighbours differ by, those farther apart differ by more.
+    int columns_apart = 1, rows_apart = 1;
 };
-constexpr int kMostCensusStep = 4;
+constexpr int kMostApart = 4;
 
 /// Rows [begin, end) of a softened picture; those that are only read lie around them.
 void softenRows(const ImageView<const std::uint8_t>& picture, const Denoising& denoising,
@@ -47,7 +47,7 @@ public:
     const std::uint8_t* census(int plane, int y) const { return pixel(census_[plane], y); }
 
 private:
-    static constexpr int kReachRows = 2 * kMostCensusStep;
+    static constexpr int kReachRows = 2 * kMostApart;
 
     void copyGrey(const ImageView<const std::uint8_t>& picture, const Denoising& denoising, int y,
                   std::uint8_t* row) const;

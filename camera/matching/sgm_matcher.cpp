@@ -31,7 +31,7 @@ constexpr int kMaxSide = 16384, kMaxDisparity = 4000, kMaxLevels = 320;
 constexpr int kHalfGrain = 10, kFullGrain = 6;
 constexpr int kMostSoftening = 36;
 /// How pictures are read in which half the size is noisy too: low light, walls without texture.
-constexpr sgm::Denoising kHalfInNoise = {40, false, 3}, kFullInNoise = {60, true, 4};
+constexpr sgm::Denoising kHalfInNoise = {40, false, 3, 2}, kFullInNoise = {60, true, 4, 4};
 /// What is found in them is right less often than its margins let expect: confidence falls by
 /// 1 / kNoDoubt for every grey level that half the size would have to be softened.
 constexpr int kNoDoubt = 80;

@@ -14,12 +14,13 @@ int clampedAt(const Grey& image, int x, int y) {
     return image.at(std::clamp(x, 0, image.width - 1), std::clamp(y, 0, image.height - 1));
 }
 
-std::uint32_t censusAt(const Grey& image, int x, int y, int step) {
+std::uint32_t censusAt(const Grey& image, int x, int y, int columns_apart, int rows_apart) {
     std::uint32_t bits = 0;
     for (int j = -2; j <= 2; ++j)
         for (int i = -2; i <= 2; ++i)
             if (i != 0 || j != 0)
-                bits = bits * 2 + (clampedAt(image, x + i * step, y + j * step) < image.at(x, y));
+                bits = bits * 2 + (clampedAt(image, x + i * columns_apart, y + j * rows_apart) <
+                                   image.at(x, y));
     return bits;
 }
 
@@ -48,13 +49,13 @@ struct Reference {
             .ranges[std::size_t(stripOf(y, left.height)) * cellsFor(left.width) + x / kCell];
     }
 
-    void computeCosts(int census_step) {
+    void computeCosts(int columns_apart, int rows_apart) {
         const int width = left.width, height = left.height;
         Image<std::uint32_t> bits_left(width, height), bits_right(width, height);
         for (int y = 0; y < height; ++y) {
             for (int x = 0; x < width; ++x) {
-                bits_left.at(x, y) = censusAt(left, x, y, census_step);
-                bits_right.at(x, y) = censusAt(right, x, y, census_step);
+                bits_left.at(x, y) = censusAt(left, x, y, columns_apart, rows_apart);
+                bits_right.at(x, y) = censusAt(right, x, y, columns_apart, rows_apart);
             }
         }
         const auto distance = [&](int x, int y, int d) {
@@ -155,10 +156,10 @@ struct Reference {
 
 }  // namespace
 
-void matchReference(const Grey& left, const Grey& right, const Search& search, int census_step,
-                    Winners& winners) {
+void matchReference(const Grey& left, const Grey& right, const Search& search, int columns_apart,
+                    int rows_apart, Winners& winners) {
     Reference reference(left, right, search);
-    reference.computeCosts(census_step);
+    reference.computeCosts(columns_apart, rows_apart);
     for (int y = 0; y < left.height; ++y) reference.runHorizontalPaths(y);
     for (int band = 0; band < stripsFor(left.height); ++band)
         for (int x = 0; x < left.width; ++x) reference.runVerticalPaths(x, band);

@@ -8,9 +8,9 @@ namespace kova::camera::sgm {
 /// one level at a time. Tests compare the fast form with it byte by byte.
 ///
 /// @param left, right  grey, same size, at least 1x1
-/// @param census_step  see Denoising
+/// @param columns_apart, rows_apart  see Denoising
 void matchReference(const ImageView<const std::uint8_t>& left,
                     const ImageView<const std::uint8_t>& right, const Search& search,
-                    int census_step, Winners& winners);
+                    int columns_apart, int rows_apart, Winners& winners);
 
 }  // namespace kova::camera::sgm
