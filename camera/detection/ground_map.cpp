@@ -17,6 +17,8 @@ constexpr float kUnit10mInMm = 10000;
 constexpr float kDegreesPerRadian = 57.29577951f;
 /// Change of the picture over 4 px by that over 1 px: 1 for noise alone, more for any surface.
 constexpr float kMinTexture = 1.15f;
+constexpr double kFootSlack = 2;     // rows by which a foot may be lower than its disparity says
+constexpr double kHighestFace = 24;  // of a thing whose foot seems to be ground [rows]
 
 /// Whether the picture shows more than noise around a cell. In a bright sky noise alone passes the
 /// grid's test, and the matcher carries depth into it from the roofs below.
@@ -32,6 +34,18 @@ bool showsSurface(const CellGrid& grid, int column, int bin) {
         }
     }
     return coarse >= kMinTexture * fine;
+}
+
+/// The row from which on a piece of ground is that: before what stands on it nothing is farther
+/// than its foot. What seems to be is its face, where that differs from the ground by less than
+/// noise.
+int topOfGround(const GroundModel& ground, double u, int y_top, const Segment& above) {
+    const auto s = static_cast<float>(ground.planeAt(u, y_top));
+    if (above.kind != SegmentKind::kObject || s <= 1)
+        return y_top;
+    const double face = (above.disparity - ground.groundOf(s)) / ground.b + kFootSlack;
+    // What hangs over the ground has no foot.
+    return face > 0 && face <= kHighestFace ? y_top + static_cast<int>(std::lround(face)) : y_top;
 }
 
 }  // namespace
@@ -79,10 +93,15 @@ void GroundMapper::labelRows(const StixelContext& context, const StixelSearch& s
         ground = context.ground->model.inColumn(u);
         if (context.ground->state == GroundState::kLost)
             return;
-        for (const Segment& segment : search.segments(column)) {
+        const std::vector<Segment>& segments = search.segments(column);
+        for (std::size_t i = 0; i < segments.size(); ++i) {
+            const Segment& segment = segments[i];
             if (segment.kind != SegmentKind::kGround)
                 continue;
-            for (int y = segment.y_top; y < segment.y_bottom; ++y) {
+            const int top = i + 1 < segments.size()
+                                ? topOfGround(ground, u, segment.y_top, segments[i + 1])
+                                : segment.y_top;
+            for (int y = top; y < segment.y_bottom; ++y) {
                 const float s = static_cast<float>(ground.planeAt(u, y));
                 if (s > 1 && std::fabs(ground.slopeAt(s, context.geometry)) * kDegreesPerRadian <=
                                  context.obstacles.max_ground_slope)

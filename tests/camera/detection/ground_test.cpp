@@ -212,6 +212,35 @@ TEST(GroundTest, GroundBelowNearerThingsDoesNotTurnTheGround) {
     EXPECT_NEAR(frame.ground.pitch_deg, 8, 0.15);
 }
 
+// A matcher carries the depth of the ground a few rows up the face of what stands on it.
+TEST(GroundMap, TheFootOfAThingIsNotGround) {
+    SyntheticScene scene(640, 400, 600);
+    scene.addGround();
+    scene.addWall(0, 1500, 0, 300, 5000);
+    scene.finish(1, 0.2);
+    const auto overGround = [&](int x, int y) {
+        return scene.disparityAt(x, y) - scene.disparityAt(100, y);
+    };
+    for (int y = 0; y < 400; ++y)
+        for (int x = 290; x < 350; ++x)
+            if (overGround(x, y) > 0.05 && overGround(x, y) < 0.8)
+                scene.map.disparity.at(x, y) = scene.map.disparity.at(x - 190, y);
+    camera::DetectionSettings settings;
+    settings.obstacles.obstacle_min_height = 0.1f;  // too low to be reported
+    DetectionFrame frame;
+    scene.detectAlone(frame, settings);
+    EXPECT_TRUE(frame.stixels.empty());
+    int face = 0, ground = 0;
+    for (int y = 0; y < 400; ++y)
+        for (int x = 290; x < 350; ++x)
+            if (overGround(x, y) > 0.05) {
+                ++face;
+                ground += frame.ground_map.at(x, y) == 255;
+            }
+    EXPECT_GT(face, 1000);
+    EXPECT_LT(ground, 0.03 * face) << ground << " of " << face;
+}
+
 // A matcher carries the depth of a roof into the sky above it. A bright sky is not smooth: its
 // noise changes by more than a weak texture does, but no more over 4 px than over 1.
 TEST(GroundMap, DepthInANoisySkyIsUnsure) {
