@@ -138,6 +138,9 @@ void BenchCommand::declareDetection(CLI::App& app) {
     detection_->add_option("--texture", drives_.texture, "Factor on the contrast of textures")
         ->capture_default_str()
         ->check(CLI::Range(0.0, 10.0));
+    detection_->add_option("--baseline", drives_.baseline_mm, "Of the rig [mm]")
+        ->capture_default_str()
+        ->check(CLI::Range(20.0, 2000.0));
     detection_->add_option("--groups", drives_.groups, "Only these groups of scenes")
         ->delimiter(',')
         ->check(CLI::IsMember(detectionGroups()));
@@ -282,14 +285,22 @@ int BenchCommand::runDetection() const {
     return 0;
 }
 
-/// The larger pictures, which take four times as long, get a quarter of the drives.
+/// Larger pictures, which take four times as long, and a rig with a wide baseline, with which the
+/// same disparity is three times as far away, get fewer drives.
 int BenchCommand::runStixelFit() const {
+    struct Set {
+        int width, height;
+        double baseline_mm;
+        int part;
+    };
+    constexpr Set kSets[] = {{640, 400, 120, 1}, {1280, 720, 120, 8}, {640, 400, 360, 4}};
     std::vector<StixelSample> samples;
-    for (const bool large : {false, true}) {
+    for (const Set& set : kSets) {
         DetectionBenchOptions options = drives_;
-        options.width = large ? 1280 : 640;
-        options.height = large ? 720 : 400;
-        options.seeds = large ? (drives_.seeds + 3) / 4 : drives_.seeds;
+        options.width = set.width;
+        options.height = set.height;
+        options.baseline_mm = set.baseline_mm;
+        options.seeds = (drives_.seeds + set.part - 1) / set.part;
         options.fit = true;
         options.plain = false;
         options.progress = isatty(STDERR_FILENO);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdio>
 #include <limits>
+#include <map>
 #include <thread>
 #include <utility>
 
@@ -115,6 +116,7 @@ public:
         rig.height = options_.height;
         rig.seed = seed;
         rig.noise_scale = options_.noise;
+        rig.baseline_mm = options_.baseline_mm;
         camera::SimulatedSequenceOptions sequence_options;
         sequence_options.start_s = share * group_.latest_start_s;
         camera::SimulatedSequence sequence(
@@ -139,6 +141,8 @@ public:
                       options_.texture, scene_options.camera_height_mm, scene_options.tilt_deg,
                       scene_options.roll_deg);
         std::string key = about;
+        if (options_.baseline_mm != DetectionBenchOptions().baseline_mm)
+            key += " baseline " + std::to_string(options_.baseline_mm);
         if (sequence_options.start_s > 0)
             key += " from " + std::to_string(sequence_options.start_s);
         const DriveCache cache(options_.cache);
@@ -211,15 +215,13 @@ private:
         std::vector<StixelSample> samples;
         std::vector<FoundColumn> columns;
         for (const camera::StixelCandidate& one : lane.pipeline->detector().candidates()) {
-            const camera::Stixel& s = one.stixel;
-            if (one.edge || s.too_near)
+            if (!camera::isJudged(one))
                 continue;
+            const camera::Stixel& s = one.stixel;
             columns.push_back({s.x_begin, s.x_end, s.disparity, s.too_near});
             StixelSample sample;
-            sample.features = one.features;
+            sample.candidate = one;
             sample.frame = result.frames;
-            sample.group = one.group;
-            sample.column = s.column;
             sample.seed = seed_;
             sample.fast = lane.mode == WorkMode::kFast;
             samples.push_back(sample);
@@ -227,8 +229,34 @@ private:
         const std::vector<bool> wrong =
             areFalse(columns, truth_, search_.max, lane.pipeline->detection().column_px);
         for (std::size_t i = 0; i < samples.size(); ++i) samples[i].is_true = !wrong[i];
+        weigh(columns, samples);
         result.samples.insert(result.samples.end(), samples.begin(), samples.end());
         ++result.frames;
+    }
+
+    /// One for each thing that is judged and for each false alarm, however wide: so many columns of
+    /// a near wall would drown the post beside it. Less for what is there but not judged.
+    void weigh(const std::vector<FoundColumn>& columns, std::vector<StixelSample>& samples) const {
+        constexpr double kNotJudged = 0.2;
+        std::map<std::pair<int, bool>, int> sizes;
+        for (const StixelSample& s : samples) ++sizes[{s.candidate.group, s.is_true}];
+        for (StixelSample& s : samples)
+            s.weight = (s.is_true ? kNotJudged : 1) / sizes[{s.candidate.group, s.is_true}];
+        std::vector<std::size_t> seen;
+        for (const VisibleObject& object : truth_.objects) {
+            if (!object.overhead && !isJudged(object, geometry_, search_.max))
+                continue;
+            seen.clear();
+            for (std::size_t i = 0; i < samples.size(); ++i)
+                if (std::any_of(object.columns.begin(), object.columns.end(),
+                                [&](const ObjectColumn& c) {
+                                    return c.x >= columns[i].x_begin && c.x < columns[i].x_end &&
+                                           matches(columns[i], c.nearest, c.farthest);
+                                }))
+                    seen.push_back(i);
+            for (const std::size_t i : seen)
+                samples[i].weight += 1 / static_cast<double>(seen.size());
+        }
     }
 
     const Group& group_;

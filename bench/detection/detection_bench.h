@@ -16,6 +16,7 @@ struct DetectionBenchOptions {
     std::uint32_t seed_base = 1000;
     double noise = 1;                 ///< factor on the sensor's noise
     double texture = 1;               ///< factor on the contrast of all textures
+    double baseline_mm = 120;         ///< of the rig
     std::vector<std::string> groups;  ///< empty: all
     bool plain = true;                ///< the plain detector too
     bool align_rows = true;           ///< as the pipeline does by default

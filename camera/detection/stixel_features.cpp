@@ -78,6 +78,7 @@ StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& c
     features[kMatchConfidence] = stixel.confidence;
     features[kEvidence] = compressed(candidate.evidence);
     features[kTexture] = std::min(3.0f, candidate.texture);
+    features[kMeasuredPart] = candidate.measured;
     features[kLogLength] = std::log(static_cast<float>(stixel.y_bottom - stixel.y_top));
     features[kRightMargin] =
         std::clamp(static_cast<float>(stixel.x_begin) - stixel.disparity, -20.0f, 20.0f);

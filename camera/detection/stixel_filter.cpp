@@ -23,6 +23,8 @@ constexpr float kMinDropEvidence = 14;
 constexpr float kMinDropConfidence = 0.65f;
 /// More for one shorter than the minimum length, at length 0.
 constexpr float kShortEvidence = 20;
+/// The height from which on something may be an obstacle, if the user wants it [mm].
+constexpr float kLowestMm = 20;
 /// An object whose foot was seen this low stands on the ground [mm].
 constexpr float kStandsBelowMm = 200;
 /// Without a ground only upright surfaces of some height count [mm].
@@ -51,6 +53,14 @@ double dot(const std::array<double, 3>& p, const std::array<double, 3>& q) {
 std::array<double, 3> pointAt(const RectifiedGeometry& geometry, double u, double v, double d) {
     const double z = geometry.fx * geometry.baseline_mm / d;
     return {(u - geometry.cx) / geometry.fx * z, (v - geometry.cy) / geometry.fy * z, z};
+}
+
+/// Evidence that one shorter than the minimum length needs besides [nat].
+float shortEvidence(const StixelContext& context, const Stixel& stixel) {
+    const float min_length =
+        static_cast<float>(context.stixels.min_length * context.geometry.width) / kReferenceWidth;
+    const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
+    return length < min_length ? kShortEvidence * (1 - length / min_length) : 0.0f;
 }
 
 /// Mean distance of a row's measured pixels from a disparity, cut off at 2 px; 1 without any.
@@ -151,6 +161,7 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
     stixel.y_bottom = std::max(segment.y_bottom, stixel.y_top + 1);
     const int bins = (segment.y_bottom - segment.y_top) / context.grid->binPx();
     candidate.evidence = segment.evidence;
+    candidate.measured = segment.samples / static_cast<float>(std::max(1, bins));
 
     if (has_ground) {
         const auto planeAt = [&](int row) { return static_cast<float>(ground.planeAt(u, row)); };
@@ -158,12 +169,10 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
         stixel.high_mm = ground.heightOver(planeAt(stixel.y_top), d);
         const float sigma_height = static_cast<float>(ground.height_mm) * stixel.sigma_px *
                                    std::max(0.0f, planeAt(stixel.y_top)) / (d * d);
-        const float threshold =
-            std::max(limits.obstacle_min_height * kUnit10mInMm, 3 * sigma_height);
-        if (!(stixel.high_mm >= threshold))
+        if (!(stixel.high_mm >= std::max(kLowestMm, 3 * sigma_height)))
             return false;
-        if (stixel.low_mm > limits.clearance)
-            return false;
+        candidate.wanted = stixel.high_mm >= limits.obstacle_min_height * kUnit10mInMm &&
+                           !(stixel.low_mm > limits.clearance);
         if (stixel.low_mm < kStandsBelowMm && !(below && below->kind == SegmentKind::kRaised)) {
             // It stands on the ground: its foot is where the ground has its disparity.
             const double row = (ground.planeOf(d) - ground.a * u - ground.c) / ground.b;
@@ -182,26 +191,23 @@ bool StixelFilter::makeStixel(const StixelContext& context, const Segment& segme
                 const float rise = ground.heightOver(planeAt(segment.y_top), far_d) -
                                    ground.heightOver(planeAt(segment.y_bottom - 1), d + half);
                 if (std::atan2(rise, run) * kDegreesPerRadian <= limits.max_ground_slope)
-                    return false;  // a slope that is still ground
+                    candidate.wanted = false;  // a slope that is still ground
             }
         }
     } else {
         stixel.low_mm = stixel.high_mm = kNaN;
         const float extent = static_cast<float>(stixel.y_bottom - stixel.y_top) *
                              stixel.distance_mm / static_cast<float>(geometry.fy);
-        if (extent < std::max(kMinHeightWithoutGround, limits.obstacle_min_height * kUnit10mInMm) ||
-            segment.samples < kMinSamplesWithoutGround)
+        if (extent < kMinHeightWithoutGround || segment.samples < kMinSamplesWithoutGround)
             return false;
+        candidate.wanted = extent >= limits.obstacle_min_height * kUnit10mInMm;
         const float drift = segment.slant * static_cast<float>(segment.y_bottom - segment.y_top);
         if (stixel.distance_mm * std::fabs(drift) / d > extent)
             return false;  // lies rather than stands
     }
 
-    const float min_length =
-        static_cast<float>(context.stixels.min_length * geometry.width) / kReferenceWidth;
-    const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
-    if (length < min_length)
-        candidate.evidence -= kShortEvidence * (1 - length / min_length);
+    if (candidate.evidence - shortEvidence(context, stixel) < kMinEvidence)
+        candidate.wanted = false;
     // What is seen behind something nearer may well stand behind it.
     candidate.hangs = has_ground && stixel.low_mm > kStandsBelowMm &&
                       !(below && below->kind == SegmentKind::kObject &&
@@ -278,17 +284,11 @@ bool StixelFilter::makeEdge(const StixelContext& context, const std::vector<Segm
     stixel.low_mm = 0;
     stixel.high_mm = segment.rise_mm;
     const float sigma_height = height * stixel.sigma_px * s / (d * d);
-    if (stixel.high_mm <
-        std::max(context.obstacles.obstacle_min_height * kUnit10mInMm, 3 * sigma_height))
+    if (stixel.high_mm < 3 * sigma_height || segment.evidence < kMinEvidence)
         return false;
-    candidate.evidence = segment.evidence;
-    const float min_length =
-        static_cast<float>(context.stixels.min_length * geometry.width) / kReferenceWidth;
-    const float length = static_cast<float>(stixel.y_bottom - stixel.y_top);
-    if (length < min_length)
-        candidate.evidence -= kShortEvidence * (1 - length / min_length);
-    if (candidate.evidence < kMinEvidence)
-        return false;
+    candidate.evidence = segment.evidence - shortEvidence(context, stixel);
+    candidate.wanted = stixel.high_mm >= context.obstacles.obstacle_min_height * kUnit10mInMm &&
+                       candidate.evidence >= kMinEvidence;
     const auto point = pointAt(geometry, u, stixel.y_top, d);
     stixel.ahead_mm = static_cast<float>(dot(point, axes_.ahead));
     stixel.lateral_mm = static_cast<float>(dot(point, axes_.right));

@@ -1,28 +1,28 @@
 #include "camera/detection/stixel_judge.h"
 
-#include <cmath>
-
 namespace kova::camera {
 
-float JudgeCurve::operator()(float x) const {
-    if (!(x > at.front()))
-        return value.front();
-    for (int i = 1; i < kKnots; ++i)
-        if (x < at[i])
-            return value[i - 1] + (value[i] - value[i - 1]) * (x - at[i - 1]) / (at[i] - at[i - 1]);
-    return value.back();
+float StixelTrees::operator()(const StixelFeatures& features) const {
+    int sum = bias;
+    for (const StixelTree& tree : trees) sum += tree(features);
+    return static_cast<float>(sum) * 1e-3f;
 }
 
-float StixelJudge::ownOdds(const StixelFeatures& features) const {
-    float sum = bias;
-    for (int f = 0; f < kStixelFeatures; ++f)
-        if (!std::isnan(features[f]))
-            sum += own[f](features[f]);
-    return sum;
-}
-
-float StixelJudge::odds(const StixelFeatures& features, float near_sum) const {
-    return own_weight * ownOdds(features) + near(near_sum);
+std::array<float, StixelTrees::kAtOnce> StixelTrees::operator()(const Features& features) const {
+    std::array<std::int32_t, kAtOnce> sums;
+    sums.fill(bias);
+    for (const StixelTree& tree : trees) {
+        std::array<std::int32_t, kAtOnce> answers{};
+        for (int level = 0; level < StixelTree::kLevels; ++level) {
+            const std::array<float, kAtOnce>& x = features[tree.feature[level]];
+            const float limit = tree.limit[level];
+            for (int i = 0; i < kAtOnce; ++i) answers[i] = 2 * answers[i] + (x[i] > limit ? 1 : 0);
+        }
+        for (int i = 0; i < kAtOnce; ++i) sums[i] += tree.value[answers[i]];
+    }
+    std::array<float, kAtOnce> odds;
+    for (int i = 0; i < kAtOnce; ++i) odds[i] = static_cast<float>(sums[i]) * 1e-3f;
+    return odds;
 }
 
 }  // namespace kova::camera

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <limits>
+#include <vector>
 
 namespace kova::camera {
 
 /// What is known of one column's candidate for a stixel. Each is scaled so that a step means about
 /// the same everywhere; NaN is not known.
 enum StixelFeature {
+    // Of the candidate itself.
     kLogDisparity,       ///< ln d
     kLogSigma,           ///< ln of the disparity's standard deviation
     kMatchConfidence,    ///< mean of the matcher's
@@ -26,10 +29,28 @@ enum StixelFeature {
     kGroundCorrelation,  ///< of its pixels in both pictures if they were ground
     kPeakLogRatio,       ///< ln of the residuals' ratio elsewhere to as it is
     kGroundPart,         ///< part of it that lies under the horizon
+    kMeasuredPart,       ///< part of its cells that were measured, by weight
+    kOwnFeatures,
+
+    // Of those beside it, by the probabilities that they have by themselves. A group are candidates
+    // of neighbouring columns at about one distance, see StixelSupport.
+    kOwnOdds = kOwnFeatures,  ///< its own odds by itself [nat]
+    kNearest,                 ///< sum of its group's probabilities within one column
+    kNear,                    ///< the same, within three
+    kAround,                  ///< the same, within eight
+    kGroupSum,                ///< the same, all columns
+    kLesserSide,              ///< greatest probability of its group to the left or to the right of
+    kGreaterSide,             ///< it, within three columns: of the weaker side, of the other
+    kRival,                   ///< greatest of the same rows at other distances, within one column
+    kSameColumn,              ///< greatest at its distance above or below it
+    kOtherGroups,             ///< sum of those of other groups at its distance within three columns
+    kDisparityStep,           ///< to the mean of its group within three columns [px]
+    kFootStep,                ///< the same for the lower end, by disparity [rows/px]
+    kTopStep,                 ///< the same for the upper end
+    kHidden,                  ///< columns by which something nearer on the right that is rather a
+                              ///< thing hides what is far away here from the right eye
     kStixelFeatures,
 };
-/// Up to here a group's columns count as near [columns].
-constexpr int kNearColumns = 3;
 using StixelFeatures = std::array<float, kStixelFeatures>;
 constexpr StixelFeatures unknownFeatures() {
     StixelFeatures features{};
@@ -37,29 +58,44 @@ constexpr StixelFeatures unknownFeatures() {
     return features;
 }
 
-/// A piecewise linear function, constant beyond its ends.
-struct JudgeCurve {
-    static constexpr int kKnots = 8;
-    std::array<float, kKnots> at;     ///< rising
-    std::array<float, kKnots> value;  ///< [nat]
-    float operator()(float x) const;
+/// A decision tree that asks the same question everywhere on one level: whether a feature lies
+/// above a limit. What is not known does not.
+struct StixelTree {
+    static constexpr int kLevels = 4;
+    std::array<std::uint8_t, kLevels> feature;
+    std::array<float, kLevels> limit;
+    std::array<std::int16_t, 1 << kLevels> value;  ///< by the answers, the first counts most [mnat]
+
+    int operator()(const StixelFeatures& features) const {
+        int answers = 0;
+        for (int level = 0; level < kLevels; ++level)
+            answers = 2 * answers + (features[feature[level]] > limit[level] ? 1 : 0);
+        return value[answers];
+    }
 };
 
-/// The logarithm of the odds that a candidate is a thing: a sum of one curve for each feature, an
-/// additive logistic model (Hastie and Tibshirani, "Generalized additive models", 1986), and of one
-/// for how probable its neighbours are. Fitted by `kova bench detection --fit` to candidates in
-/// simulated scenes whose truth is known.
-struct StixelJudge {
-    float bias;
-    std::array<JudgeCurve, kStixelFeatures> own;
-    float own_weight;  ///< of the own odds beside the neighbours
-    JudgeCurve near;   ///< of the sum of the probabilities of its group within 3 columns
+/// The logarithm of the odds that a candidate is a thing: a sum of trees, in whole 1/1000 so that
+/// it is the same on every machine. Gradient boosting (Friedman, "Greedy function approximation",
+/// Annals of Statistics 2001) with trees that ask one question on each level (Kohavi, "Bottom-up
+/// induction of oblivious read-once decision graphs", 1994).
+struct StixelTrees {
+    int bias = 0;  ///< [mnat]
+    std::vector<StixelTree> trees;
 
-    /// By its own features; what is not known has no say.
-    float ownOdds(const StixelFeatures& features) const;
-    /// With its neighbours.
-    /// @param near_sum  of their probabilities by their own features
-    float odds(const StixelFeatures& features, float near_sum) const;
+    /// [nat]
+    float operator()(const StixelFeatures& features) const;
+
+    /// The same for some candidates at a time, which compilers turn into vectors.
+    static constexpr int kAtOnce = 8;
+    using Features = std::array<std::array<float, kAtOnce>, kStixelFeatures>;
+    std::array<float, kAtOnce> operator()(const Features& features) const;
+};
+
+/// Judges a candidate by itself, then together with those beside it. Fitted by `kova bench
+/// detection --fit` to candidates in simulated scenes whose truth is known.
+struct StixelJudge {
+    StixelTrees alone;     ///< by its own features
+    StixelTrees together;  ///< by all features
 };
 /// For depth from pictures of full and of half the size: the latter smears borders twice as far.
 extern const StixelJudge kFullStixelJudge;

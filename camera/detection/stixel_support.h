@@ -15,12 +15,30 @@ struct StixelCandidate {
     /// How much better an upright surface explains the slant of its cells than one that is
     /// parallel to the ground [nat].
     float upright = 100;
+    float measured = 1;  ///< part of its segment's cells, by weight
     bool edge = false;   ///< of a raised surface
     bool hangs = false;  ///< nothing is seen below it
+    bool wanted = true;  ///< within the limits that the user sets
     bool kept = false;   ///< set by StixelSupport
     StixelFeatures features = unknownFeatures();
     int group = 0;              ///< set by StixelSupport: the same for neighbours, see there
     float own_probability = 0;  ///< set by StixelSupport: without its neighbours
+};
+
+/// The judge knows neither edges, which are a line, nor what has no disparity.
+inline bool isJudged(const StixelCandidate& one) {
+    return !one.edge && !one.stixel.too_near;
+}
+
+/// Tells what stands beside each candidate.
+class StixelNeighbours {
+public:
+    /// Fills in the features from kNearest on, from `group` and `own_probability`.
+    /// @param first  index of each column's first candidate; one more than columns
+    void describe(const std::vector<int>& first, std::vector<StixelCandidate>& candidates);
+
+private:
+    std::vector<float> group_sums_;
 };
 
 /// Judges candidates together with their neighbours: wrong matches are narrow and unsure, real
@@ -28,11 +46,11 @@ struct StixelCandidate {
 ///
 /// Candidates of neighbouring columns at about the same distance that overlap in height make a
 /// group. Every candidate is given a probability by what is known of itself, see StixelJudge, then
-/// by that and its group's; it becomes the stixel's confidence. One that stands alone must be
-/// surer. Edges of raised surfaces and what is nearer than the search can see are judged by the
-/// evidence of their group.
+/// by that and what stands beside it; it becomes the stixel's confidence. Edges of raised surfaces
+/// and what is nearer than the search can see are judged by the evidence of their group.
 ///
-/// Monotone: without one candidate no other one is kept that was not kept with it.
+/// What the user does not want is judged like the rest and left out at last: a stricter limit
+/// changes nothing about the others.
 class StixelSupport {
 public:
     /// @param first  index of each column's first candidate; one more than columns
@@ -47,7 +65,7 @@ private:
     };
     std::vector<int> parent_;
     std::vector<Group> groups_;
-    std::vector<int> lone_;
+    StixelNeighbours neighbours_;
 };
 
 }  // namespace kova::camera

@@ -2,92 +2,98 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 
 namespace kova::bench {
 namespace {
 
-using camera::StixelFeatures;
-
-/// Candidates whose odds are known: 2 * evidence + a bump of the disparity, and more for groups.
-std::vector<StixelSample> drawSamples(int count) {
-    std::mt19937 random(3);
-    std::uniform_real_distribution<float> uniform(-1, 1);
-    std::vector<StixelSample> samples;
-    for (int i = 0; i < count; ++i) {
-        StixelSample s;
-        s.features = camera::unknownFeatures();
-        s.features[camera::kEvidence] = uniform(random);
-        s.features[camera::kLogDisparity] = uniform(random);
-        if (i % 2)
-            s.features[camera::kCorrelation] = uniform(random);
-        const double bump = 2 * std::cos(3 * s.features[camera::kLogDisparity]);
-        const double odds = 2 * s.features[camera::kEvidence] + bump;
-        s.is_true = uniform(random) * 0.5 + 0.5 < 1 / (1 + std::exp(-odds));
-        s.frame = i;
-        s.seed = static_cast<std::uint32_t>(i / 50);
-        samples.push_back(s);
-    }
-    return samples;
-}
-
-TEST(FitStixels, FindsTheCurvesThatMadeTheData) {
-    const camera::StixelJudge judge = fitStixelJudge(drawSamples(20000));
-    const auto odds = [&](float evidence, float disparity) {
-        StixelFeatures f = camera::unknownFeatures();
-        f[camera::kEvidence] = evidence;
-        f[camera::kLogDisparity] = disparity;
-        return judge.odds(f, 0);
-    };
-    EXPECT_NEAR(odds(0.8f, 0) - odds(-0.8f, 0), 3.2, 0.4);
-    EXPECT_NEAR(odds(0, 0) - odds(0, 0.9f), 2 - 2 * std::cos(2.7), 0.7);
-    EXPECT_NEAR(odds(0, 0), 2, 0.5);
-    // What says nothing is given no weight.
-    for (const float x : {-0.9f, 0.0f, 0.9f})
-        EXPECT_NEAR(judge.own[camera::kCorrelation](x), 0, 0.2);
-}
-
-TEST(FitStixels, EvidenceIsMadeToRise) {
-    std::vector<StixelSample> samples = drawSamples(4000);
-    for (StixelSample& s : samples) s.features[camera::kEvidence] *= -1;  // speaks against
-    const camera::StixelJudge judge = fitStixelJudge(samples);
-    const auto& value = judge.own[camera::kEvidence].value;
-    for (std::size_t k = 1; k < value.size(); ++k) EXPECT_GE(value[k], value[k - 1] - 1e-6f);
-}
-
-TEST(FitStixels, NeighboursCount) {
-    // Things come in fives side by side, wrong matches alone.
+/// Things come in fives side by side, wrong matches alone; by themselves they are much alike.
+std::vector<StixelSample> fivesAndOnes(int frames) {
     std::mt19937 random(9);
     std::uniform_real_distribution<float> uniform(-1, 1);
     std::vector<StixelSample> samples;
-    for (int frame = 0; frame < 1000; ++frame)
-        for (int group = 0; group < 2; ++group)
-            for (int column = 0; column < (group ? 1 : 5); ++column) {
-                StixelSample s;
-                s.features = camera::unknownFeatures();
-                s.is_true = group == 0;
-                s.features[camera::kEvidence] = uniform(random) + (s.is_true ? 0.3f : -0.3f);
-                s.frame = frame;
-                s.group = group;
-                s.column = column;
-                samples.push_back(s);
-            }
-    const camera::StixelJudge judge = fitStixelJudge(samples);
-    StixelFeatures f = camera::unknownFeatures();
-    f[camera::kEvidence] = 0;
-    EXPECT_GT(judge.odds(f, 3), judge.odds(f, 0) + 2);
+    for (int frame = 0; frame < frames; ++frame)
+        for (int column = 0; column < 12; ++column) {
+            if (column >= 5 && column < 11)
+                continue;
+            StixelSample s;
+            s.frame = frame;
+            s.seed = static_cast<std::uint32_t>(frame);
+            s.is_true = column < 5;
+            s.candidate.group = s.is_true ? 0 : 1;
+            s.candidate.stixel.column = column;
+            s.candidate.stixel.x_begin = 5 * column;
+            s.candidate.stixel.x_end = 5 * column + 5;
+            s.candidate.stixel.disparity = 10;
+            s.candidate.stixel.y_bottom = 40;
+            s.candidate.features = camera::unknownFeatures();
+            s.candidate.features[camera::kEvidence] = uniform(random) + (s.is_true ? 0.2f : -0.2f);
+            s.weight = s.is_true ? 0.2 : 1;
+            samples.push_back(s);
+        }
+    return samples;
+}
+
+TEST(FitStixels, NeighboursCount) {
+    const camera::StixelJudge judge = fitStixelJudge(fivesAndOnes(600));
+    std::vector<camera::StixelCandidate> candidates;
+    std::vector<int> first = {0};
+    for (const StixelSample& s : fivesAndOnes(1)) {
+        while (static_cast<int>(first.size()) <= s.candidate.stixel.column)
+            first.push_back(static_cast<int>(candidates.size()));
+        candidates.push_back(s.candidate);
+        candidates.back().features[camera::kEvidence] = 0.5f;  // all look the same
+    }
+    first.push_back(static_cast<int>(candidates.size()));
+    camera::StixelSupport().run(judge, first, candidates);
+    ASSERT_EQ(candidates.size(), 6u);
+    for (std::size_t i = 0; i < 5; ++i) EXPECT_GT(candidates[i].stixel.confidence, 0.9f) << i;
+    EXPECT_LT(candidates[5].stixel.confidence, 0.1f);
+    EXPECT_NEAR(candidates[5].own_probability, candidates[0].own_probability, 1e-6f);
+}
+
+TEST(FitStixels, WhatIsNotWantedIsNotLearnt) {
+    std::vector<StixelSample> samples = fivesAndOnes(300);
+    const std::size_t count = samples.size();
+    for (std::size_t i = 0; i < count; ++i)
+        if (!samples[i].is_true) {
+            // As many that look the same and are called things, which nobody wants.
+            StixelSample other = samples[i];
+            other.is_true = true;
+            other.candidate.wanted = false;
+            samples.insert(samples.begin() + static_cast<std::ptrdiff_t>(i), other);
+            ++i;
+        }
+    const camera::StixelJudge with = fitStixelJudge(samples);
+    const camera::StixelJudge without = fitStixelJudge(fivesAndOnes(300));
+    for (float evidence = -1; evidence < 1; evidence += 0.25f) {
+        camera::StixelFeatures f = camera::unknownFeatures();
+        f[camera::kEvidence] = evidence;
+        EXPECT_EQ(with.alone(f), without.alone(f));
+    }
+}
+
+TEST(FitStixels, TheReportCountsThingsAndFalseOnes) {
+    const std::string report = stixelFitReport(fivesAndOnes(600));
+    // With their neighbours nearly all are told apart.
+    const std::size_t at = report.find("// 0.10 false per frame: ");
+    ASSERT_NE(at, std::string::npos);
+    EXPECT_GT(std::stod(report.substr(at + 25)), 95);
 }
 
 TEST(FitStixels, TheSourceHoldsTheNumbers) {
-    camera::StixelJudge judge{};
-    judge.bias = 1.25f;
-    judge.own_weight = 0.5f;
-    judge.near.value[7] = 3;
+    camera::StixelJudge judge;
+    judge.alone.bias = -1250;
+    camera::StixelTree tree{};
+    tree.feature = {3, 1, 4, 1};
+    tree.limit = {0.5f, 2, -3e-7f, 100};
+    tree.value[0] = -7, tree.value[15] = 12;
+    judge.together.trees.push_back(tree);
     const std::string source = stixelJudgeSource(judge);
-    EXPECT_EQ(source.rfind("    1.25f,\n    {{\n", 0), 0u);
-    EXPECT_NE(source.find("    0.5f,\n"), std::string::npos);
-    EXPECT_NE(source.find("0.0f, 3.0f}},\n"), std::string::npos);
+    EXPECT_EQ(source.rfind("    {-1250,\n", 0), 0u);
+    EXPECT_NE(source.find("{{3, 1, 4, 1}, {0.5f, 2.0f, -3.00000011e-07f, 100.0f}, {-7, 0, "),
+              std::string::npos);
+    EXPECT_NE(source.find(", 0, 12}},\n"), std::string::npos);
 }
 
 }  // namespace

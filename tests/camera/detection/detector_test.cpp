@@ -255,6 +255,51 @@ TEST(Detector, SaturatedGroundIsUnsure) {
 }
 
 /// Nothing that a stricter limit reports was not there before.
+TEST(Detector, LimitsLeaveOutWhatTheyName) {
+    SyntheticScene scene;
+    scene.addGround();
+    scene.addWall(-800, 500, 0, 400, 4000);
+    scene.addWall(800, 700, 600, 680, 3000);  // hangs
+    scene.finish();
+    const auto obstacles = [&](const DetectionSettings& settings) {
+        DetectionFrame frame;
+        scene.detectAlone(frame, settings);
+        return frame.obstacles.size();
+    };
+    DetectionSettings settings;
+    EXPECT_EQ(obstacles(settings), 2u);
+    settings.obstacles.obstacle_min_height = 0.03f;  // 300 mm
+    EXPECT_EQ(obstacles(settings), 2u);
+    settings.obstacles.obstacle_min_height = 0.05f;
+    EXPECT_EQ(obstacles(settings), 1u);
+    settings.obstacles.clearance = 700;
+    EXPECT_EQ(obstacles(settings), 1u);
+    settings.obstacles.clearance = 500;
+    EXPECT_EQ(obstacles(settings), 0u);
+    settings = DetectionSettings();
+    settings.stixels.min_length = 500;  // what hangs has too little evidence for that
+    EXPECT_EQ(obstacles(settings), 1u);
+}
+
+TEST(Detector, WhatMayBeWithinTheFarLimitIsKept) {
+    SyntheticScene scene;
+    scene.addGround();
+    scene.addWall(0, 500, 0, 400, 3848);  // 11.85 px
+    scene.finish();
+    const auto obstacles = [&](int least_disparity) {
+        DetectionInput input = scene.input();
+        input.min_disparity = least_disparity;
+        DetectionFrame frame;
+        DetectionSettings settings;
+        settings.temporal = false;
+        Detector().detect(input, settings, frame);
+        return frame.obstacles.size();
+    };
+    EXPECT_EQ(obstacles(11), 1u);
+    EXPECT_EQ(obstacles(12), 1u);  // nearer to the limit than its error
+    EXPECT_EQ(obstacles(13), 0u);
+}
+
 TEST(Detector, StricterLimitsNeverAdd) {
     SyntheticScene scene;
     scene.addGround();

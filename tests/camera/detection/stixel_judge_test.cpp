@@ -3,56 +3,70 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <random>
 
 namespace kova::camera {
 namespace {
 
-TEST(StixelJudge, CurvesAreLinearBetweenKnotsAndConstantBeyond) {
-    const JudgeCurve curve = {{0, 1, 2, 4, 5, 6, 7, 8}, {0, 10, 10, 30, 5, 5, 5, -1}};
-    EXPECT_EQ(curve(-3), 0);
-    EXPECT_EQ(curve(0.5f), 5);
-    EXPECT_EQ(curve(3), 20);
-    EXPECT_EQ(curve(4), 30);
-    EXPECT_EQ(curve(7.5f), 2);
-    EXPECT_EQ(curve(100), -1);
-}
-
-TEST(StixelJudge, WhatIsNotKnownHasNoSay) {
+TEST(StixelTree, AnswersByWhatLiesAboveItsLimits) {
+    StixelTree tree{};
+    tree.feature = {kEvidence, kTexture, kHangs, kLogLow};
+    tree.limit = {1, 2, 0.5f, 3};
+    for (int k = 0; k < 16; ++k) tree.value[k] = static_cast<std::int16_t>(100 + k);
     StixelFeatures features = unknownFeatures();
-    EXPECT_EQ(kFullStixelJudge.ownOdds(features), kFullStixelJudge.bias);
-    features[kEvidence] = 5;
-    EXPECT_EQ(kFullStixelJudge.ownOdds(features),
-              kFullStixelJudge.bias + kFullStixelJudge.own[kEvidence](5));
+    EXPECT_EQ(tree(features), 100);  // what is not known lies above nothing
+    features[kEvidence] = 1.5f;
+    EXPECT_EQ(tree(features), 108);
+    features[kLogLow] = 4;
+    EXPECT_EQ(tree(features), 109);
+    features[kTexture] = 2;  // at the limit, not above it
+    EXPECT_EQ(tree(features), 109);
+    features[kTexture] = 2.5f;
+    features[kHangs] = 1;
+    EXPECT_EQ(tree(features), 115);
 }
 
-void expectRises(const JudgeCurve& curve, const char* name) {
-    for (int k = 1; k < JudgeCurve::kKnots; ++k)
-        EXPECT_GE(curve.value[k], curve.value[k - 1]) << name << " " << k;
-    EXPECT_GT(curve.value.back(), curve.value.front()) << name;
+TEST(StixelTrees, AddUpToTheOdds) {
+    StixelTree tree{};
+    tree.feature = {kEvidence, kEvidence, kEvidence, kEvidence};
+    tree.value.fill(-250);
+    tree.value[15] = 750;
+    const StixelTrees trees = {1500, {tree, tree}};
+    StixelFeatures features = unknownFeatures();
+    EXPECT_FLOAT_EQ(trees(features), 1.0f);
+    features[kEvidence] = 1;
+    EXPECT_FLOAT_EQ(trees(features), 3.0f);
 }
 
 class FittedJudge : public testing::TestWithParam<const StixelJudge*> {};
 
-TEST_P(FittedJudge, MoreEvidenceNeverSpeaksAgainstAThing) {
-    const StixelJudge& judge = *GetParam();
-    expectRises(judge.own[kMatchConfidence], "match confidence");
-    expectRises(judge.own[kEvidence], "evidence");
-    expectRises(judge.own[kCorrelation], "correlation");
-    expectRises(judge.own[kGroundLogRatio], "ground ratio");
-    expectRises(judge.own[kPeakLogRatio], "peak ratio");
-    expectRises(judge.near, "near");
-    EXPECT_GT(judge.own_weight, 0);
+TEST_P(FittedJudge, AsksAboutWhatIsKnownThen) {
+    const auto check = [](const StixelTrees& trees, int features) {
+        EXPECT_GE(trees.trees.size(), 50u);
+        for (const StixelTree& tree : trees.trees)
+            for (int level = 0; level < StixelTree::kLevels; ++level) {
+                EXPECT_LT(tree.feature[level], features);
+                EXPECT_TRUE(std::isfinite(tree.limit[level]));
+            }
+    };
+    check(GetParam()->alone, kOwnFeatures);
+    check(GetParam()->together, kStixelFeatures);
 }
 
-TEST_P(FittedJudge, KnotsRise) {
-    const auto check = [](const JudgeCurve& curve) {
-        for (int k = 1; k < JudgeCurve::kKnots; ++k) {
-            EXPECT_GT(curve.at[k], curve.at[k - 1]);
-            EXPECT_TRUE(std::isfinite(curve.value[k]));
+TEST_P(FittedJudge, ManyAtOnceAreJudgedAsOne) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<float> uniform(-3, 6);
+    StixelTrees::Features batch;
+    std::array<StixelFeatures, StixelTrees::kAtOnce> each;
+    for (int round = 0; round < 20; ++round) {
+        for (int i = 0; i < StixelTrees::kAtOnce; ++i)
+            for (int f = 0; f < kStixelFeatures; ++f)
+                each[i][f] = batch[f][i] = random() % 8 ? uniform(random) : std::nanf("");
+        for (const StixelTrees* trees : {&GetParam()->alone, &GetParam()->together}) {
+            const auto odds = (*trees)(batch);
+            for (int i = 0; i < StixelTrees::kAtOnce; ++i) EXPECT_EQ(odds[i], (*trees)(each[i]));
         }
-    };
-    for (const JudgeCurve& curve : GetParam()->own) check(curve);
-    check(GetParam()->near);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, FittedJudge, testing::Values(&kFullStixelJudge, &kHalfStixelJudge));

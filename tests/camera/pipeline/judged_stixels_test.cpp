@@ -1,4 +1,4 @@
-// What the pipeline lets the detector know: stixels are judged by both pictures, with the curves
+// What the pipeline lets the detector know: stixels are judged by both pictures, with the trees
 // that belong to how the depth was matched.
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ struct Mode {
 
 class JudgedStixels : public testing::TestWithParam<Mode> {};
 
-TEST_P(JudgedStixels, AreComparedInBothPicturesByTheCurvesOfTheirMode) {
+TEST_P(JudgedStixels, AreComparedInBothPicturesByTheTreesOfTheirMode) {
     RigOptions options;
     options.width = 640;
     options.height = 400;
@@ -29,12 +29,13 @@ TEST_P(JudgedStixels, AreComparedInBothPicturesByTheCurvesOfTheirMode) {
     int judged = 0;
     int compared = 0;
     for (const StixelCandidate& one : pipeline->detector().candidates()) {
-        if (one.edge || one.stixel.too_near)
+        if (!isJudged(one))
             continue;
         ++judged;
         compared += !std::isnan(one.features[kCorrelation]);
-        const float odds = GetParam().judge->ownOdds(one.features);
-        EXPECT_FLOAT_EQ(one.own_probability, 1 / (1 + std::exp(-odds)));
+        const StixelJudge& judge = *GetParam().judge;
+        EXPECT_FLOAT_EQ(one.own_probability, 1 / (1 + std::exp(-judge.alone(one.features))));
+        EXPECT_FLOAT_EQ(one.stixel.confidence, 1 / (1 + std::exp(-judge.together(one.features))));
     }
     EXPECT_GT(judged, 20);
     EXPECT_GT(compared, 0.9 * judged);
