@@ -293,7 +293,7 @@ int BenchCommand::runStixelFit() const {
         double baseline_mm;
         int part;
     };
-    constexpr Set kSets[] = {{640, 400, 120, 1}, {1280, 720, 120, 8}, {640, 400, 360, 4}};
+    constexpr Set kSets[] = {{640, 400, 120, 1}, {1280, 720, 120, 10}, {640, 400, 360, 4}};
     std::vector<StixelSample> samples;
     for (const Set& set : kSets) {
         DetectionBenchOptions options = drives_;
