@@ -12,9 +12,12 @@ namespace kova::bino {
 /// | field | unit | meaning |
 /// |---|---|---|
 /// | rectify | flag | deliver rectified pictures; false is reserved and treated as true |
-/// | depth_mode | 0, 1 | 0 Standard: what is occluded or unsure stays without depth; 1 Fill:
-/// completed from its surroundings | | left_right_check | flag | reserved, the check is always made
-/// | | speckle_removal | flag | reserved, speckles are always removed | | reserved | - | zero |
+/// | depth_mode | 0, 1 | 0 Standard: what is occluded or unsure stays without depth; 1 Fill: not |
+/// | left_right_check | flag | reserved, the check is always made |
+/// | speckle_removal | flag | reserved, speckles are always removed |
+/// | reserved | - | zero |
+///
+/// Fill completes what has no depth from its surroundings.
 struct GrabParameters {
     bool rectify = true;
     std::int32_t depth_mode = 0;
@@ -27,15 +30,17 @@ struct GrabParameters {
 ///
 /// | field | unit | meaning; what a larger value does |
 /// |---|---|---|
-/// | ground_min_region | 1/1000 of the picture | connected ground smaller than this becomes "not
-/// sure"; never more ground | | ground_min_support | % | the ground plane counts only if inliers /
-/// (inliers + confident points clearly below it) reach this; never more ground | |
-/// obstacle_min_height | 10 m | some part of an obstacle must rise above this (0.0036 = 36 mm) over
-/// the ground; never more obstacles | | obstacle_foot_height | 10 m | an accepted obstacle reaches
-/// down to here (0.0014 = 14 mm), unattached pixels between the two heights are "not sure"; never
-/// more obstacle pixels | | clearance | mm over ground | things wholly higher are ignored; never
-/// fewer obstacles | | max_ground_slope | degrees | steeper surfaces are obstacles; never less
-/// ground | | min_drop | mm | a surface lower than the ground by more is a drop; never more drops |
+/// | ground_min_region | 1/1000 of the picture | smaller ground is "not sure"; never more ground |
+/// | ground_min_support | % | support that the ground plane needs; never more ground |
+/// | obstacle_min_height | 10 m | what an obstacle must rise above; never more obstacles |
+/// | obstacle_foot_height | 10 m | how far down it reaches; never more obstacle pixels |
+/// | clearance | mm over ground | things wholly higher are ignored; never fewer obstacles |
+/// | max_ground_slope | degrees | steeper surfaces are obstacles; never less ground |
+/// | min_drop | mm | a surface lower than the ground by more is a drop; never more drops |
+///
+/// Support is inliers / (inliers + confident points clearly below the plane). Some part of an
+/// obstacle must rise above obstacle_min_height (0.0036 = 36 mm; less than 20 mm counts as 20);
+/// between the two heights (0.0014 = 14 mm) unattached pixels are "not sure".
 struct ObstacleDetectionParameters {
     std::int32_t ground_min_region = 30;
     std::uint8_t ground_min_support = 40;
@@ -51,9 +56,9 @@ struct ObstacleDetectionParameters {
 /// | field | unit | meaning; what a larger value does |
 /// |---|---|---|
 /// | width | px at 1280 wide | width of a stixel; coarser |
-/// | min_length | px at 1280 wide | shorter stixels need more evidence or are dropped; never more
-/// stixels | | crop_top, crop_bottom | px | rows ignored at the edge (sky, the robot's own bumper)
-/// | | max_layers | 1 | stixels per column, the nearest kept first; never fewer stixels |
+/// | min_length | px at 1280 wide | shorter ones need more evidence; never more stixels |
+/// | crop_top, crop_bottom | px | rows ignored at the edge (sky, the robot's own bumper) |
+/// | max_layers | 1 | stixels per column, the nearest kept first; never fewer stixels |
 struct ObstacleDetectionStixelsParameters {
     std::int32_t width = 10;
     std::int32_t min_length = 10;

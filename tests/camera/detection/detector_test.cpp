@@ -254,7 +254,6 @@ TEST(Detector, SaturatedGroundIsUnsure) {
     EXPECT_EQ(frame.ground_map.at(300, 370), 255);
 }
 
-/// Nothing that a stricter limit reports was not there before.
 TEST(Detector, LimitsLeaveOutWhatTheyName) {
     SyntheticScene scene;
     scene.addGround();
@@ -300,6 +299,7 @@ TEST(Detector, WhatMayBeWithinTheFarLimitIsKept) {
     EXPECT_EQ(obstacles(13), 0u);
 }
 
+/// Nothing that a stricter limit reports was not there before.
 TEST(Detector, StricterLimitsNeverAdd) {
     SyntheticScene scene;
     scene.addGround();
