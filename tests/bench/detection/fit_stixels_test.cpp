@@ -35,7 +35,7 @@ std::vector<StixelSample> fivesAndOnes(int frames) {
 }
 
 TEST(FitStixels, NeighboursCount) {
-    const camera::StixelJudge judge = fitStixelJudge(fivesAndOnes(600));
+    const camera::StixelJudge judge = fitStixelJudge(fivesAndOnes(150));
     std::vector<camera::StixelCandidate> candidates;
     std::vector<int> first = {0};
     for (const StixelSample& s : fivesAndOnes(1)) {
@@ -53,7 +53,7 @@ TEST(FitStixels, NeighboursCount) {
 }
 
 TEST(FitStixels, WhatIsNotWantedIsNotLearnt) {
-    std::vector<StixelSample> samples = fivesAndOnes(300);
+    std::vector<StixelSample> samples = fivesAndOnes(60);
     const std::size_t count = samples.size();
     for (std::size_t i = 0; i < count; ++i)
         if (!samples[i].is_true) {
@@ -65,7 +65,7 @@ TEST(FitStixels, WhatIsNotWantedIsNotLearnt) {
             ++i;
         }
     const camera::StixelJudge with = fitStixelJudge(samples);
-    const camera::StixelJudge without = fitStixelJudge(fivesAndOnes(300));
+    const camera::StixelJudge without = fitStixelJudge(fivesAndOnes(60));
     for (float evidence = -1; evidence < 1; evidence += 0.25f) {
         camera::StixelFeatures f = camera::unknownFeatures();
         f[camera::kEvidence] = evidence;
@@ -74,7 +74,7 @@ TEST(FitStixels, WhatIsNotWantedIsNotLearnt) {
 }
 
 TEST(FitStixels, TheReportCountsThingsAndFalseOnes) {
-    const std::string report = stixelFitReport(fivesAndOnes(600));
+    const std::string report = stixelFitReport(fivesAndOnes(150));
     // With their neighbours nearly all are told apart.
     const std::size_t at = report.find("// 0.10 false per frame: ");
     ASSERT_NE(at, std::string::npos);
