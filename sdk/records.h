@@ -12,12 +12,12 @@ namespace kova::bino {
 /// | field | unit | meaning |
 /// |---|---|---|
 /// | rectify | flag | deliver rectified pictures; false is reserved and treated as true |
-/// | depth_mode | 0, 1 | 0 Standard: what is occluded or unsure stays without depth; 1 Fill: not |
+/// | depth_mode | 0, 1 | 0 Standard, 1 Fill |
 /// | left_right_check | flag | reserved, the check is always made |
 /// | speckle_removal | flag | reserved, speckles are always removed |
 /// | reserved | - | zero |
 ///
-/// Fill completes what has no depth from its surroundings.
+/// What is occluded or unsure stays without depth; Fill completes it from its surroundings.
 struct GrabParameters {
     bool rectify = true;
     std::int32_t depth_mode = 0;
