@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "camera/simulation/random.h"
+#include "camera/simulation/texture.h"
 
 namespace kova::camera {
 
@@ -158,6 +159,58 @@ bool intersectRailing(const Primitive& p, const Vec3& o, const Vec3& d, float t_
     return true;
 }
 
+/// Waves of 2 m down to a hand's width, all of about the same height.
+constexpr int kTuftLevel = 5;
+constexpr float kTuftStepMm = 50;
+/// Tufts reach this many deviations above and below.
+constexpr float kTuftReach = 2.5f;
+
+/// Height of a lawn over its plane at a place on it [mm].
+float tuftsAt(const Primitive& p, float x, float z) {
+    const float noise = NoiseTexture::instance().sample(x, z, kTuftLevel);
+    return p.half.y * std::clamp(1.4f * noise, -kTuftReach, kTuftReach);
+}
+
+/// Walks along the ray through the layer in which tufts are, to the first that it meets.
+bool intersectLawn(const Primitive& p, const Vec3& o, const Vec3& d, float t_max, RayHit& hit) {
+    const float reach = kTuftReach * p.half.y;
+    if (d.y <= 1e-4f || o.y >= -reach)
+        return false;
+    float from = (-reach - o.y) / d.y, to = std::min((reach - o.y) / d.y, t_max);
+    const float os[2] = {o.x, o.z}, ds[2] = {d.x, d.z}, half[2] = {p.half.x, p.half.z};
+    for (int axis = 0; axis < 2; ++axis) {
+        const float inverse = 1.0f / (std::abs(ds[axis]) > 1e-9f ? ds[axis] : 1e-9f);
+        const float a = (-half[axis] - os[axis]) * inverse, b = (half[axis] - os[axis]) * inverse;
+        from = std::max(from, std::min(a, b));
+        to = std::min(to, std::max(a, b));
+    }
+    if (from >= to)
+        return false;
+    const auto above = [&](float t) {
+        return -(o.y + t * d.y) - tuftsAt(p, o.x + t * d.x, o.z + t * d.z);
+    };
+    constexpr int kMostSteps = 200;
+    const float way = std::sqrt(d.x * d.x + d.z * d.z) * (to - from);
+    const int steps = std::clamp(static_cast<int>(way / kTuftStepMm) + 1, 1, kMostSteps);
+    const float step = (to - from) / static_cast<float>(steps);
+    float before = from, height = above(from);
+    if (height <= 0) {
+        hit = {from, 0};  // its rim
+        return true;
+    }
+    for (int i = 1; i <= steps; ++i) {
+        const float t = from + static_cast<float>(i) * step, here = above(t);
+        if (here > 0) {
+            before = t;
+            height = here;
+            continue;
+        }
+        hit = {before + (t - before) * height / (height - here), 0};
+        return true;
+    }
+    return false;
+}
+
 /// Coordinates around a vertical axis: u along the girth, v along the axis.
 void girth(const Vec3& local, float radius, const Mat3& rotation, SurfacePoint& point) {
     const float r = std::max(std::sqrt(local.x * local.x + local.z * local.z), 1e-3f);
@@ -184,6 +237,8 @@ bool intersect(const Primitive& primitive, const BumpMap& bumps, const Vec3& ori
             return intersectLeaves(primitive, origin_local, d, t_max, hit);
         case Shape::kRailing:
             return intersectRailing(primitive, origin_local, d, t_max, hit);
+        case Shape::kLawn:
+            return intersectLawn(primitive, origin_local, d, t_max, hit);
     }
     return false;
 }
@@ -205,6 +260,17 @@ SurfacePoint surfaceAt(const Primitive& p, const Vec3& position, int face) {
         case Shape::kPatch:
             flat(axis_y * -1.0f);
             break;
+        case Shape::kLawn: {
+            constexpr float kSpan = 40;  // [mm], below a tuft's width
+            const float rise_x =
+                tuftsAt(p, local.x + kSpan, local.z) - tuftsAt(p, local.x - kSpan, local.z);
+            const float rise_z =
+                tuftsAt(p, local.x, local.z + kSpan) - tuftsAt(p, local.x, local.z - kSpan);
+            const float scale = 1.0f / (2 * kSpan);
+            flat(
+                normalized(axis_y * -1.0f - axis_x * (rise_x * scale) - axis_z * (rise_z * scale)));
+            break;
+        }
         case Shape::kBox: {
             const float sign = face & 1 ? 1.0f : -1.0f;
             const int axis = face >> 1;

@@ -144,7 +144,7 @@ struct Renderer::Impl {
     RayTable rays[2];
     std::vector<LensBlur> blur;
 
-    std::vector<std::uint8_t> leafy;  ///< by primitive: neighbours may be different leaves
+    std::vector<std::uint8_t> leafy;  ///< by primitive: neighbours may be different leaves or tufts
 
     // Scratch, of one eye's size.
     Image<std::uint32_t> surface;  ///< primitive, face and shadow; kNothing for the sky
@@ -354,7 +354,7 @@ Renderer::Renderer(Scene scene, SimulatedRig rig, RenderOptions options) : impl_
     impl_->options = options;
     const int w = impl_->rig.width, h = impl_->rig.height;
     for (const Primitive& p : impl_->scene.primitives)
-        impl_->leafy.push_back(p.shape == Shape::kLeaves);
+        impl_->leafy.push_back(p.shape == Shape::kLeaves || p.shape == Shape::kLawn);
     impl_->rays[0] = RayTable(impl_->rig.rendered.left, w, h);
     impl_->rays[1] = RayTable(impl_->rig.rendered.right, w, h);
     for (const EyeOptics& optics : impl_->rig.optics) impl_->blur.emplace_back(optics, w, h);

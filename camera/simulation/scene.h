@@ -19,6 +19,7 @@ enum class SurfaceLabel : std::uint8_t {
     kDrop = 3,        ///< lies lower than the ground: below an edge, in a hole, stairs going down
     kRaised = 4,      ///< level, but higher than the ground: a pavement behind a kerb, a step
     kOverhead = 5,    ///< hangs over the ground: ceilings, overhangs
+    kVerge = 6,       ///< lawn beside the way: rises and falls, but nothing stands there
 };
 
 enum class Pattern : std::uint8_t { kNone, kTiles, kBricks, kPlanks, kStripes, kChecks };
@@ -47,6 +48,7 @@ enum class Shape : std::uint8_t {
     kEllipsoid,  ///< half axes
     kLeaves,     ///< half axes of an ellipsoid of loose leaves, seen through at its rim
     kRailing,    ///< bars along local y in the rectangle half.x, half.y; half.z: half a bar's width
+    kLawn,       ///< like a patch, with tufts instead; half.y: deviation of its heights
 };
 
 struct Primitive {

@@ -163,6 +163,15 @@ int SceneBuilder::patch(double x, double z, double width, double depth, int mate
     return add(p);
 }
 
+int SceneBuilder::lawn(double x, double z, double width, double depth, double tufts, double height,
+                       double roll_deg) {
+    const int index =
+        patch(x, z, width, depth, foliage(), SurfaceLabel::kVerge, height, 0, roll_deg);
+    scene.primitives[index].shape = Shape::kLawn;
+    scene.primitives[index].half.y = static_cast<float>(tufts);
+    return index;
+}
+
 int SceneBuilder::box(double x, double z, double width, double height, double depth, int material,
                       double foot, double yaw_deg, SurfaceLabel label) {
     Primitive p;
@@ -275,10 +284,15 @@ int SceneBuilder::person(double x, double z, double height) {
     return end();
 }
 
-int SceneBuilder::tree(double x, double z) {
+int SceneBuilder::tree(double x, double z, int stakes) {
     const double height = random.uniform(4500, 6500);
     begin("tree", x, z, 400, height, 400);
     cylinder(x, z, random.uniform(100, 170), height - 900, plain(50, 85, 14, 24));
+    const int poles = stakes > 0 ? plain(60, 110, 8, 16) : 0;
+    for (int i = 0; i < stakes; ++i) {
+        const double angle = 6.2831853 * i / stakes + 0.4;
+        cylinder(x + 550 * std::cos(angle), z + 550 * std::sin(angle), 40, 1900, poles);
+    }
     const int green = foliage();
     for (int i = 0; i < 6; ++i) {
         const double r = random.uniform(700, 1100);

@@ -31,6 +31,9 @@ public:
     int patch(double x, double z, double width, double depth, int material,
               SurfaceLabel label = SurfaceLabel::kGround, double height = 0, double pitch_deg = 0,
               double roll_deg = 0);
+    /// A rectangle of rough grass, tufts `tufts` [mm] high (standard deviation).
+    int lawn(double x, double z, double width, double depth, double tufts, double height,
+             double roll_deg);
     /// A box that stands at (x, z), its foot `foot` above the ground plane.
     int box(double x, double z, double width, double height, double depth, int material,
             double foot = 0, double yaw_deg = 0, SurfaceLabel label = SurfaceLabel::kObstacle);
@@ -51,7 +54,8 @@ public:
                   double yaw_deg = 0);
     int post(double x, double z, double diameter, double height);
     int person(double x, double z, double height = 1750);
-    int tree(double x, double z);
+    /// @param stakes  poles that hold a young one
+    int tree(double x, double z, int stakes = 0);
     int plant(double x, double z);
     int bush(double x, double z, double width, double height);
     int car(double x, double z, double yaw_deg);

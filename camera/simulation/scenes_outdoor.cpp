@@ -66,49 +66,115 @@ void backdrop(SceneBuilder& b, double z) {
 
 }  // namespace
 
+namespace {
+
+/// A pavement with things on it and houses behind, `half` beside the middle of the road.
+void pavedSide(SceneBuilder& b, double side, double half, int stone, int slabs) {
+    b.box(side * (half + 75), 35000, 150, 130, 90000, stone);
+    const double pavement = b.random.uniform(1800, 2600);
+    b.box(side * (half + 150 + pavement / 2), 35000, pavement, 120, 90000, slabs, 0, 0,
+          SurfaceLabel::kRaised);
+    double z = -2000;
+    while (z < 52000) {
+        const double width = b.random.uniform(7000, 11000);
+        house(b, side, z + width / 2, half + 150 + pavement, width);
+        z += width + (b.random.chance(0.3) ? 2500 : 0);
+    }
+    b.ground_offset = 120;
+    for (double at = b.random.uniform(2500, 6000); at < 40000; at += b.random.uniform(5000, 9000)) {
+        const double x = side * (half + 450);
+        if (b.random.chance(0.35))
+            b.tree(x, at);
+        else
+            b.post(x, at, b.random.uniform(80, 160), b.random.uniform(2500, 4500));
+        if (b.random.chance(0.35))
+            b.bush(side * (half + 500), at + 1600, b.random.uniform(500, 900),
+                   b.random.uniform(500, 1100));
+        else if (b.random.chance(0.5))
+            b.person(side * (half + b.random.uniform(700, pavement - 500)),
+                     at + b.random.uniform(800, 2500), b.random.uniform(1550, 1900));
+    }
+    frontGardens(b, side * (half + pavement - 50), -1000, 40000);
+    b.ground_offset = 0;
+}
+
+/// Rough grass that rises away from the road, with or without a kerb, and what stands on it.
+void lawnSide(SceneBuilder& b, double side, double half, int stone) {
+    const double width = b.random.uniform(5000, 12000), rise_deg = b.random.uniform(0, 6);
+    const bool kerb = b.random.chance(0.7);
+    const double edge = kerb ? 110 : 0, near = half + (kerb ? 150 : 0);
+    if (kerb)
+        b.box(side * (half + 75), 35000, 150, 130, 90000, stone);
+    const double slope = std::tan(rise_deg * kRadPerDeg);
+    b.lawn(side * (near + width / 2), 35000, width / std::cos(rise_deg * kRadPerDeg), 90000,
+           b.random.uniform(8, 30), edge + slope * width / 2, -side * rise_deg);
+    const auto at = [&](double away) {
+        b.ground_offset = edge + slope * away;
+        return side * (near + away);
+    };
+    for (double z = b.random.uniform(2500, 6000); z < 40000; z += b.random.uniform(4000, 9000)) {
+        const double kind = b.random.uniform(), away = b.random.uniform(500, 2000);
+        if (kind < 0.3)
+            b.tree(at(away), z, 3);
+        else if (kind < 0.45)
+            b.tree(at(away), z);
+        else if (kind < 0.7)
+            b.post(at(away), z, b.random.uniform(80, 160), b.random.uniform(900, 4500));
+        const double inside = b.random.uniform(2500, width - 1000);
+        const double second = b.random.uniform();
+        if (second < 0.3)
+            b.bush(at(inside), z + 1600, b.random.uniform(400, 900), b.random.uniform(300, 1100));
+        else if (second < 0.45)
+            b.boxObject(at(inside), z + 1600, b.random.uniform(300, 700),
+                        b.random.uniform(200, 900), 400, b.random.uniform(0, 90));
+        else if (second < 0.55)
+            b.person(at(inside), z + 1600, b.random.uniform(1100, 1900));
+        else if (second < 0.65)
+            b.tree(at(inside), z + 1600);
+    }
+    if (b.random.chance(0.6))
+        frontGardens(b, at(width - 600), -1000, 40000);
+    at(width);
+    for (double z = -2000; z < 52000; z += 13000)
+        house(b, side, z + 5000, near + width, b.random.uniform(7000, 11000));
+    b.ground_offset = 0;
+}
+
+}  // namespace
+
 void buildStreet(SceneBuilder& b) {
     lightOutdoors(b);
-    const double half = b.random.uniform(2600, 3400), pavement = b.random.uniform(1800, 2600);
-    b.patch(0, 35000, 2 * half, 90000, asphalt(b));
+    constexpr double kParking = 2600;  // beside the middle of the road
+    bool paved[2];
+    double half[2];
+    for (const int k : {0, 1}) {
+        paved[k] = b.random.chance(0.5);
+        const bool narrow = b.random.chance(0.3);
+        half[k] = paved[k] ? b.random.uniform(kParking, 3400)
+                  : narrow ? b.random.uniform(700, 1300)
+                           : b.random.uniform(1300, 3400);
+    }
+    b.patch(0.5 * (half[1] - half[0]), 35000, half[0] + half[1], 90000, asphalt(b));
     const int stone = b.concrete(), slabs = b.tiles();
-    for (const double side : {-1.0, 1.0}) {
-        b.box(side * (half + 75), 35000, 150, 130, 90000, stone, 0, 0, SurfaceLabel::kObstacle);
-        b.box(side * (half + 150 + pavement / 2), 35000, pavement, 120, 90000, slabs, 0, 0,
-              SurfaceLabel::kRaised);
-        double z = -2000;
-        while (z < 52000) {
-            const double width = b.random.uniform(7000, 11000);
-            house(b, side, z + width / 2, half + 150 + pavement, width);
-            z += width + (b.random.chance(0.3) ? 2500 : 0);
-        }
-        b.ground_offset = 120;
-        for (double at = b.random.uniform(2500, 6000); at < 40000;
-             at += b.random.uniform(5000, 9000)) {
-            const double x = side * (half + 450);
-            if (b.random.chance(0.35))
-                b.tree(x, at);
-            else
-                b.post(x, at, b.random.uniform(80, 160), b.random.uniform(2500, 4500));
-            if (b.random.chance(0.35))
-                b.bush(side * (half + 500), at + 1600, b.random.uniform(500, 900),
-                       b.random.uniform(500, 1100));
-            else if (b.random.chance(0.5))
-                b.person(side * (half + b.random.uniform(700, pavement - 500)),
-                         at + b.random.uniform(800, 2500), b.random.uniform(1550, 1900));
-        }
-        frontGardens(b, side * (half + pavement - 50), -1000, 40000);
-        b.ground_offset = 0;
-        for (double at = b.random.uniform(7000, 12000); at < 42000;
+    for (const int k : {0, 1}) {
+        const double side = k ? 1 : -1;
+        if (paved[k])
+            pavedSide(b, side, half[k], stone, slabs);
+        else
+            lawnSide(b, side, half[k], stone);
+        for (double at = b.random.uniform(7000, 12000); half[k] >= kParking && at < 42000;
              at += b.random.uniform(6000, 12000))
-            b.car(side * (half - 950), at, b.random.uniform(-3, 3));
+            b.car(side * (half[k] - 950), at, b.random.uniform(-3, 3));
     }
     const int white = b.plain(165, 190, 6, 10);
     for (int i = 0; i < 7; ++i)
         b.patch(0, 1000 + 6000 * i, 120, 3000, white, SurfaceLabel::kGround, 2);
-    b.cone(b.random.uniform(-0.6, 0.2) * half, b.random.uniform(4500, 6500));
-    b.boxObject(b.random.uniform(0.1, 0.5) * half, b.random.uniform(5500, 9000), 500, 450, 400, 25);
-    const int walker = b.person(-1600, b.random.uniform(8000, 12000));
-    b.move(walker, 3000, 600, 11, b.random.uniform());
+    b.cone(b.random.uniform(-0.6 * half[0], 0.2 * half[1]), b.random.uniform(4500, 6500));
+    b.boxObject(b.random.uniform(0.1, 0.5) * half[1], b.random.uniform(5500, 9000), 500, 450, 400,
+                25);
+    const double left = std::min(half[0] - 300, 1600.0), right = std::min(half[1] - 300, 1600.0);
+    const int walker = b.person(-left, b.random.uniform(8000, 12000));
+    b.move(walker, left + right, 600, 11, b.random.uniform());
     backdrop(b, 60000);
     b.scene.path.length_mm = 9000;
     b.scene.path.peak_speed_mm_s = 1200;

@@ -16,6 +16,8 @@ std::array<Vec3, 8> cornersOf(const Primitive& p) {
     Vec3 half = p.half;
     if (p.shape == Shape::kPatch)
         half.y = kBumpReachMm;
+    if (p.shape == Shape::kLawn)
+        half.y *= 3;
     if (p.shape == Shape::kCylinder)
         half.z = half.x;
     std::array<Vec3, 8> corners;

@@ -294,6 +294,53 @@ TEST(Intersect, ABushIsDenseInTheMiddleAndOpenAtItsRim) {
     EXPECT_EQ(share(1.01f, 1.2f), 0);
 }
 
+TEST(Intersect, ALawnRisesAndHasTufts) {
+    SceneBuilder b("", 1);
+    constexpr double kRise = 0.0874887;  // 5 degrees, to the right
+    const Primitive& lawn = b.scene.primitives[b.lawn(5000, 10000, 8000, 20000, 20, 500, -5)];
+    EXPECT_EQ(lawn.label, SurfaceLabel::kVerge);
+    const auto heightAt = [&](float x, float z) {
+        const Vec3 origin = {x, -3000, z};
+        RayHit hit;
+        if (!intersect(lawn, b.scene.bumps, origin, lawn.rotation.transposed(origin - lawn.centre),
+                       {0, 1, 0}, 1e6f, hit))
+            return -1.0f;
+        EXPECT_NEAR(1, length(surfaceAt(lawn, origin + Vec3{0, hit.t, 0}, hit.face).normal), 1e-5);
+        return 3000 - hit.t;
+    };
+    double sum = 0, squares = 0;
+    constexpr int kRays = 4000;
+    for (int i = 0; i < kRays; ++i) {
+        const float x = 2000 + static_cast<float>(b.random.uniform(0, 6000));
+        const float z = 1000 + static_cast<float>(b.random.uniform(0, 18000));
+        const double tuft = heightAt(x, z) - 500 - kRise * (x - 5000);
+        EXPECT_LT(std::abs(tuft), 2.5 * 20 + 1);
+        sum += tuft;
+        squares += tuft * tuft;
+    }
+    EXPECT_NEAR(sum / kRays, 0, 3);
+    EXPECT_NEAR(std::sqrt(squares / kRays), 20, 4);
+    EXPECT_EQ(heightAt(900, 10000), -1);
+    // Seen flat, what is met first hides what lies behind it.
+    int hidden = 0;
+    for (int i = 0; i < 200; ++i) {
+        const Vec3 origin = {5000, -700, 100},
+                   direction = {0.01f * static_cast<float>(i - 100), 0.02f, 1};
+        RayHit hit;
+        if (!intersect(lawn, b.scene.bumps, origin, lawn.rotation.transposed(origin - lawn.centre),
+                       direction, 1e6f, hit))
+            continue;
+        const Vec3 at = origin + direction * hit.t;
+        EXPECT_NEAR(-at.y, heightAt(at.x, at.z), 6) << i;
+        for (float t = 0; t < hit.t - 100; t += 100) {
+            const Vec3 before = origin + direction * t;
+            EXPECT_GT(-before.y + 6, heightAt(before.x, before.z)) << i;
+        }
+        hidden += hit.t < 9000;
+    }
+    EXPECT_GT(hidden, 20);
+}
+
 TEST(SimulatedSequence, BeginsWhereItIsToldTo) {
     const auto firstFrame = [](double start_s, int skipped) {
         SimulatedSequenceOptions options;
