@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <map>
@@ -101,8 +102,12 @@ public:
         seed_ = seed;
         camera::SceneOptions scene_options;
         scene_options.texture_scale = options_.texture;
-        if (!group_.own_height)
-            scene_options.camera_height_mm = kHeightsMm[seed % 3];
+        if (!group_.own_height) {
+            scene_options.camera_height_mm = std::isnan(options_.camera_height_mm)
+                                                 ? kHeightsMm[seed % 3]
+                                                 : options_.camera_height_mm;
+            scene_options.tilt_deg = options_.tilt_deg;
+        }
         const double share = seed * 0.618034 - static_cast<int>(seed * 0.618034);
         if (group_.max_tilt > 0)
             scene_options.tilt_deg = share * group_.max_tilt;
@@ -226,22 +231,32 @@ private:
             sample.fast = lane.mode == WorkMode::kFast;
             samples.push_back(sample);
         }
-        const std::vector<bool> wrong =
-            areFalse(columns, truth_, search_.max, lane.pipeline->detection().column_px);
+        const int column_px = lane.pipeline->detection().column_px;
+        const std::vector<bool> wrong = areFalse(columns, truth_, search_.max, column_px, false);
         for (std::size_t i = 0; i < samples.size(); ++i) samples[i].is_true = !wrong[i];
         weigh(columns, samples);
+        // A pavement is better not called an obstacle, its kerb is; but it may be.
+        constexpr double kRaised = 0.5;
+        const std::vector<bool> sure = areFalse(columns, truth_, search_.max, column_px, true);
+        for (std::size_t i = 0; i < samples.size(); ++i)
+            if (wrong[i] && !sure[i])
+                samples[i].weight *= kRaised;
         result.samples.insert(result.samples.end(), samples.begin(), samples.end());
         ++result.frames;
     }
 
     /// One for each thing that is judged and for each false alarm, however wide: so many columns of
-    /// a near wall would drown the post beside it. Less for what is there but not judged.
+    /// a near wall would drown the post beside it. Less for what is there but not judged, most of
+    /// it for kerbs, over which robots stumble.
     void weigh(const std::vector<FoundColumn>& columns, std::vector<StixelSample>& samples) const {
-        constexpr double kNotJudged = 0.2;
+        constexpr double kNotJudged = 0.2, kKerb = 0.5;
         std::map<std::pair<int, bool>, int> sizes;
         for (const StixelSample& s : samples) ++sizes[{s.candidate.group, s.is_true}];
         for (StixelSample& s : samples)
-            s.weight = (s.is_true ? kNotJudged : 1) / sizes[{s.candidate.group, s.is_true}];
+            s.weight = (!s.is_true         ? 1
+                        : s.candidate.edge ? kKerb
+                                           : kNotJudged) /
+                       sizes[{s.candidate.group, s.is_true}];
         std::vector<std::size_t> seen;
         for (const VisibleObject& object : truth_.objects) {
             if (!object.overhead && !isJudged(object, geometry_, search_.max))

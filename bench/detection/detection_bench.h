@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,13 @@ struct DetectionBenchOptions {
     int seeds = 20;   ///< drives per group
     int frames = 27;  ///< rendered per drive; the first two only warm up
     std::uint32_t seed_base = 1000;
-    double noise = 1;                 ///< factor on the sensor's noise
-    double texture = 1;               ///< factor on the contrast of all textures
-    double baseline_mm = 120;         ///< of the rig
+    double noise = 1;          ///< factor on the sensor's noise
+    double texture = 1;        ///< factor on the contrast of all textures
+    double baseline_mm = 120;  ///< of the rig
+    /// Of the camera, where the scene has none of its own; NaN: 400, 600 and 1200 mm in turn.
+    double camera_height_mm = std::numeric_limits<double>::quiet_NaN();
+    /// Of the camera downwards, where the group has none; NaN: the scene's [degrees]
+    double tilt_deg = std::numeric_limits<double>::quiet_NaN();
     std::vector<std::string> groups;  ///< empty: all
     bool plain = true;                ///< the plain detector too
     bool align_rows = true;           ///< as the pipeline does by default

@@ -69,12 +69,13 @@ void scoreObjects(const Findings& findings, const SceneTruth& truth,
 /// Disparities of true obstacles per column of the picture, in steps of 1/4 px.
 class ObstacleSets {
 public:
-    ObstacleSets(const SceneTruth& truth, int max_disparity)
+    ObstacleSets(const SceneTruth& truth, int max_disparity, bool raised_counts)
         : width_(truth.disparity.width()), steps_(kSteps * (max_disparity + 2)) {
         set_.assign(static_cast<std::size_t>(width_) * steps_, 0);
         for (int y = 0; y < truth.disparity.height(); ++y)
             for (int x = 0; x < width_; ++x)
-                if (mayBeObstacle(truth.label.at(x, y)))
+                if (raised_counts ? mayBeObstacle(truth.label.at(x, y))
+                                  : isObstacle(truth.label.at(x, y)))
                     set_[index(x, stepOf(truth.disparity.at(x, y)))] = 1;
     }
     bool any(int x_begin, int x_end, float low, float high) const {
@@ -301,7 +302,8 @@ bool isJudged(const VisibleObject& object, const RectifiedGeometry& geometry, in
 
 std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth& truth,
                                       int max_disparity, int column_px) {
-    const std::vector<bool> wrong = areFalse(findings.obstacles, truth, max_disparity, column_px);
+    const std::vector<bool> wrong =
+        areFalse(findings.obstacles, truth, max_disparity, column_px, true);
     std::vector<FoundColumn> list;
     for (std::size_t i = 0; i < wrong.size(); ++i)
         if (wrong[i])
@@ -310,8 +312,8 @@ std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth
 }
 
 std::vector<bool> areFalse(const std::vector<FoundColumn>& found, const SceneTruth& truth,
-                           int max_disparity, int column_px) {
-    const ObstacleSets obstacles(truth, max_disparity);
+                           int max_disparity, int column_px, bool raised_counts) {
+    const ObstacleSets obstacles(truth, max_disparity, raised_counts);
     std::vector<bool> wrong;
     for (const FoundColumn& f : found) {
         const float tolerance = toleranceAt(f.disparity);

@@ -89,8 +89,9 @@ std::vector<FoundColumn> falseColumns(const Findings& findings, const SceneTruth
                                       int max_disparity, int column_px);
 
 /// Of each, whether it lies near no true obstacle.
+/// @param raised_counts  what is raised over the ground is one too
 std::vector<bool> areFalse(const std::vector<FoundColumn>& found, const SceneTruth& truth,
-                           int max_disparity, int column_px);
+                           int max_disparity, int column_px, bool raised_counts);
 
 /// Adds what a detector says about a frame.
 /// @param max_disparity  end of its search [px]

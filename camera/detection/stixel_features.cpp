@@ -12,6 +12,7 @@ namespace {
 
 constexpr float kNoise = 2;  ///< about the variance of the difference of two pixels [grey levels^2]
 constexpr float kMinGroundDisparity = 0.3f;
+constexpr int kLookBins = 3;
 
 float compressed(float x) {
     return std::copysign(std::log1p(std::fabs(x)), x);
@@ -68,6 +69,76 @@ void comparePictures(const StixelContext& context, const Stixel& stixel, StixelF
         std::log(worth(as_ground.residual) / worth(as_is.compared_residual));
 }
 
+/// Median disparity of the measured cells of a column and of those beside it; 0 without any.
+float seenIn(const CellGrid& grid, int column, int begin, int end) {
+    std::array<float, 3 * kLookBins> seen;
+    int count = 0;
+    for (int c = std::max(0, column - 1); c < std::min(grid.columns(), column + 2); ++c)
+        for (int bin = std::max(0, begin); bin < std::min(grid.bins(), end); ++bin)
+            if (const std::size_t cell = grid.index(c, bin); grid.kind[cell] != CellKind::kEmpty)
+                seen[count++] = grid.disparity[cell];
+    if (count == 0)
+        return 0;
+    std::nth_element(seen.begin(), seen.begin() + count / 2, seen.begin() + count);
+    return seen[count / 2];
+}
+
+/// What stands on its own ends above and below; what is a piece of rising ground goes on there.
+void lookAround(const StixelContext& context, const Stixel& stixel, StixelFeatures& features) {
+    const CellGrid& grid = *context.grid;
+    const bool has_ground = context.ground->state != GroundState::kLost;
+    const double u = grid.centreX(stixel.column);
+    const GroundModel ground = context.ground->model.inColumn(u);
+    const auto riseAt = [&](int bin, float d) {
+        return ground.heightOver(static_cast<float>(ground.planeAt(u, grid.centreY(bin))), d);
+    };
+    const auto setRise = [&](float rise, StixelFeature absolute, StixelFeature part) {
+        features[absolute] = rise;
+        features[part] = rise / std::max(20.0f, stixel.high_mm);
+    };
+    // The cell at either end may show both sides of it.
+    const int above = stixel.y_top / grid.binPx() - 1;
+    const int below = (stixel.y_bottom - 1) / grid.binPx() + 2;
+    if (const float d = seenIn(grid, stixel.column, above - kLookBins, above); d > 0) {
+        features[kAboveStep] = stixel.disparity - d;
+        if (has_ground)
+            setRise(riseAt(above - kLookBins / 2 - 1, d), kAboveRise, kAboveRisePart);
+    }
+    const int far_above = above - 2 * kLookBins;
+    if (const float d = seenIn(grid, stixel.column, far_above, far_above + kLookBins);
+        d > 0 && has_ground)
+        features[kFarAboveRise] = riseAt(far_above + kLookBins / 2, d);
+    if (const float d = seenIn(grid, stixel.column, below, below + kLookBins); d > 0) {
+        features[kBelowStep] = d - stixel.disparity;
+        if (has_ground)
+            setRise(riseAt(below + kLookBins / 2, d), kBelowRise, kBelowRisePart);
+    }
+    float sum = 0, sum_d = 0, sum_dd = 0, sum_v = 0, sum_vv = 0, sum_vd = 0;
+    for (int bin = std::max(0, above - kLookBins); bin < std::min(grid.bins(), below + kLookBins);
+         ++bin) {
+        const std::size_t cell = grid.index(stixel.column, bin);
+        if (grid.kind[cell] == CellKind::kEmpty)
+            continue;
+        const float w = grid.weight[cell];
+        const float d = grid.disparity[cell] - stixel.disparity;
+        const auto v = static_cast<float>((bin - above) * grid.binPx());
+        sum += w;
+        sum_d += w * d;
+        sum_dd += w * d * d;
+        sum_v += w * v;
+        sum_vv += w * v * v;
+        sum_vd += w * v * d;
+    }
+    const float spread = sum > 0 ? sum_vv - sum_v * sum_v / sum : 0.0f;
+    if (!(spread > 0))
+        return;
+    const float slope = (sum_vd - sum_v * sum_d / sum) / spread;
+    const float left = sum_dd - sum_d * sum_d / sum - slope * slope * spread;
+    features[kLineMisfit] = std::sqrt(std::max(0.0f, left) / sum);
+    if (has_ground)
+        features[kLineSlope] = slope / static_cast<float>(ground.b);
+}
+
 }  // namespace
 
 StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& candidate) {
@@ -79,6 +150,7 @@ StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& c
     features[kEvidence] = compressed(candidate.evidence);
     features[kTexture] = std::min(3.0f, candidate.texture);
     features[kMeasuredPart] = candidate.measured;
+    features[kEdge] = candidate.edge ? 1.0f : 0.0f;
     features[kLogLength] = std::log(static_cast<float>(stixel.y_bottom - stixel.y_top));
     features[kRightMargin] =
         std::clamp(static_cast<float>(stixel.x_begin) - stixel.disparity, -20.0f, 20.0f);
@@ -88,6 +160,7 @@ StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& c
         features[kLogHigh] = std::log(std::max(20.0f, stixel.high_mm));
         features[kUpright] = std::clamp(compressed(candidate.upright), -4.0f, 5.0f);
     }
+    lookAround(context, stixel, features);
     if (context.pictures->right().data)
         comparePictures(context, stixel, features);
     return features;

@@ -416,7 +416,7 @@ void StixelFilter::measureFeatures(const StixelContext& context) {
     const int count = static_cast<int>(candidates_.size());
     parallelFor((count + kPerTask - 1) / kPerTask, [&](int task) {
         for (int i = task * kPerTask; i < std::min(count, (task + 1) * kPerTask); ++i)
-            if (StixelCandidate& one = candidates_[i]; !one.edge && !one.stixel.too_near)
+            if (StixelCandidate& one = candidates_[i]; isJudged(one))
                 one.features = featuresOf(context, one);
     });
 }

@@ -30,6 +30,16 @@ enum StixelFeature {
     kPeakLogRatio,       ///< ln of the residuals' ratio elsewhere to as it is
     kGroundPart,         ///< part of it that lies under the horizon
     kMeasuredPart,       ///< part of its cells that were measured, by weight
+    kEdge,               ///< 1: the edge of a raised surface
+    kAboveStep,          ///< its disparity less that of what is seen close above it [px]
+    kAboveRise,          ///< height over the ground of what is seen close above it [mm]
+    kAboveRisePart,      ///< the same by its own height: 1 where it goes on behind its rim
+    kFarAboveRise,       ///< the height, of what is seen a few cells farther up
+    kBelowStep,          ///< disparity of what is seen close below it less its own [px]
+    kBelowRise,          ///< height over the ground of what is seen close below it [mm]
+    kBelowRisePart,      ///< the same by its own height
+    kLineSlope,          ///< of a line through the disparities around it, by that of the ground
+    kLineMisfit,         ///< deviation of the disparities around it from that line [px]
     kOwnFeatures,
 
     // Of those beside it, by the probabilities that they have by themselves. A group are candidates

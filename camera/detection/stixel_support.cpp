@@ -12,20 +12,10 @@ namespace kova::camera {
 
 namespace {
 
-/// Texture that tells a surface from noise (change over 4 px by that over 1 px) is worth this much
-/// confidence, in all.
-constexpr float kTextureWorth = 0.1f;
-constexpr float kClearTexture = 0.5f;  ///< over 1, which is noise alone
-/// Quality from which on evidence begins to count and counts in full.
-constexpr float kNoQuality = 0.6f;
-constexpr float kFullQuality = 0.8f;
-constexpr float kMostEvidence = 40;  ///< that one column can bring [nat]
-
-// What an edge needs, and what is nearer than the search, in a group of neighbouring columns.
-constexpr int kEdgeColumns = 3;
-constexpr float kEdgeQuality = 0.65f;
+/// What is nearer than the search needs in a group of neighbouring columns. Something so near fills
+/// much of the picture; a saturated patch at its edge may seem too near as well.
 constexpr int kTooNearColumns = 2;
-constexpr float kGroupEvidence = 25;  ///< [nat]
+constexpr float kTooNearEvidence = 150;  ///< [nat]
 
 /// From here on a candidate is kept: 80 %.
 constexpr float kMinOdds = 1.39f;
@@ -36,19 +26,6 @@ constexpr int kAroundColumns = 8;
 constexpr float kRatherAThing = 0.5f;  ///< probability
 /// Less beside it has no mean.
 constexpr float kLeastWeight = 0.05f;
-
-float qualityOf(const StixelCandidate& one) {
-    if (one.stixel.too_near)
-        return 1;
-    const float texture = std::clamp((one.texture - 1) / kClearTexture, 0.0f, 1.0f);
-    return one.stixel.confidence + kTextureWorth * texture;
-}
-
-/// What a candidate brings to its group.
-float shareOf(const StixelCandidate& one) {
-    const float part = (qualityOf(one) - kNoQuality) / (kFullQuality - kNoQuality);
-    return std::clamp(part, 0.0f, 1.0f) * std::clamp(one.evidence, 0.0f, kMostEvidence);
-}
 
 float probabilityOf(float odds) {
     return 1 / (1 + std::exp(-odds));
@@ -206,7 +183,7 @@ void StixelSupport::run(const StixelJudge& judge, const std::vector<int>& first,
         StixelCandidate& one = candidates[i];
         one.group = root(parent_, i);
         Group& group = groups_[one.group];
-        group.evidence += shareOf(one);
+        group.evidence += one.stixel.too_near ? std::max(0.0f, one.evidence) : 0.0f;
         group.columns += group.last_column != one.stixel.column;
         group.last_column = one.stixel.column;
     }
@@ -215,9 +192,8 @@ void StixelSupport::run(const StixelJudge& judge, const std::vector<int>& first,
         judgeRange(judge.together, candidates, begin, end, [&](StixelCandidate& one, float odds) {
             const Group& group = groups_[one.group];
             if (!isJudged(one)) {
-                one.kept = one.wanted &&
-                           group.columns >= (one.edge ? kEdgeColumns : kTooNearColumns) &&
-                           qualityOf(one) >= kEdgeQuality && group.evidence >= kGroupEvidence;
+                one.kept = one.wanted && group.columns >= kTooNearColumns &&
+                           group.evidence >= kTooNearEvidence;
                 return;
             }
             one.kept = one.wanted && odds >= kMinOdds;

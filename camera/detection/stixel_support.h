@@ -25,9 +25,9 @@ struct StixelCandidate {
     float own_probability = 0;  ///< set by StixelSupport: without its neighbours
 };
 
-/// The judge knows neither edges, which are a line, nor what has no disparity.
+/// The judge does not know what has no disparity.
 inline bool isJudged(const StixelCandidate& one) {
-    return !one.edge && !one.stixel.too_near;
+    return !one.stixel.too_near;
 }
 
 /// Tells what stands beside each candidate.
@@ -46,8 +46,8 @@ private:
 ///
 /// Candidates of neighbouring columns at about the same distance that overlap in height make a
 /// group. Every candidate is given a probability by what is known of itself, see StixelJudge, then
-/// by that and what stands beside it; it becomes the stixel's confidence. Edges of raised surfaces
-/// and what is nearer than the search can see are judged by the evidence of their group.
+/// by that and what stands beside it; it becomes the stixel's confidence. What is nearer than the
+/// search can see is judged by the evidence of its group.
 ///
 /// What the user does not want is judged like the rest and left out at last: a stricter limit
 /// changes nothing about the others.
@@ -59,7 +59,7 @@ public:
 
 private:
     struct Group {
-        float evidence = 0;
+        float evidence = 0;  ///< of what is too near [nat]
         int columns = 0;
         int last_column = -2;
     };

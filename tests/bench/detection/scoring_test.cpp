@@ -132,6 +132,10 @@ TEST(Scoring, RaisedLevelsMayBeCalledObstaclesButNotGroundOrNothing) {
     EXPECT_EQ(0, scoreOf(findings, truth).false_positives);
     findings.obstacles = {{90, 95, 10}};
     EXPECT_EQ(1, scoreOf(findings, truth).false_positives);
+    // A fit is told that they are none.
+    const std::vector<FoundColumn> raised = {{45, 50, 10}};
+    EXPECT_FALSE(areFalse(raised, truth, 64, 5, true)[0]);
+    EXPECT_TRUE(areFalse(raised, truth, 64, 5, false)[0]);
 }
 
 TEST(Scoring, PlaneErrorsAreThoseBetweenTheTwoPlanes) {

@@ -74,6 +74,7 @@ protected:
         s.x_end = s.x_begin + kColumnPx;
         s.y_top = 25;
         s.y_bottom = 65;
+        s.high_mm = 200;
         s.disparity = disparity;
         return featuresOf(context_, one);
     }
@@ -101,6 +102,51 @@ TEST_F(StixelFeaturesTest, GroundAgreesAsTheGroundOfItsOwnColumn) {
         EXPECT_LT(ground[kGroundLogRatio], -0.5f) << column;
         EXPECT_LT(ground[kCorrelation], 0.8f) << column;
     }
+}
+
+// A thing ends where its rows end; a piece of rising ground goes on above and below.
+TEST_F(StixelFeaturesTest, WhatIsSeenAboveAndBelow) {
+    ground_.model.flat = true;
+    const auto fill = [&](const auto& disparityAt) {
+        for (int column = 0; column < grid_.columns(); ++column)
+            for (int bin = 0; bin < grid_.bins(); ++bin) {
+                const std::size_t cell = grid_.index(column, bin);
+                grid_.kind[cell] = CellKind::kMeasured;
+                grid_.weight[cell] = 1;
+                grid_.disparity[cell] = disparityAt(column, grid_.centreY(bin));
+            }
+    };
+    const auto groundAt = [&](int column, float y) {
+        return static_cast<float>(ground_.model.planeAt(grid_.centreX(column), y));
+    };
+    fill([&](int column, float y) { return y > 24 && y < 66 ? 12.0f : groundAt(column, y); });
+    const StixelFeatures thing = at(27, 12);
+    EXPECT_NEAR(thing[kAboveStep], 12 - groundAt(27, 13.5f), 1e-3f);
+    EXPECT_NEAR(thing[kAboveRise], 0, 0.1f);
+    EXPECT_NEAR(thing[kBelowStep], groundAt(27, 77.5f) - 12, 1e-3f);
+    EXPECT_NEAR(thing[kBelowRise], 0, 0.1f);
+    EXPECT_GT(thing[kLineMisfit], 0.5f);
+
+    // Half as steep in disparity as the ground, through 12 px in the middle.
+    fill([&](int, float y) { return 12 + 0.125f * (y - 45); });
+    const StixelFeatures slope = at(27, 12);
+    EXPECT_NEAR(slope[kAboveStep], 0.125f * (45 - 13.5f), 1e-3f);
+    EXPECT_NEAR(slope[kAboveRisePart], slope[kAboveRise] / 200, 1e-3f);
+    EXPECT_NEAR(slope[kBelowRisePart], slope[kBelowRise] / 200, 1e-3f);
+    EXPECT_NEAR(slope[kLineSlope], 0.5f, 1e-3f);
+    EXPECT_NEAR(slope[kLineMisfit], 0, 1e-2f);
+    EXPECT_GT(slope[kAboveRise], 200);
+    EXPECT_GT(slope[kFarAboveRise], slope[kAboveRise]);
+    EXPECT_LT(slope[kBelowRise], slope[kAboveRise]);
+
+    ground_.state = GroundState::kLost;
+    const StixelFeatures without = at(27, 12);
+    EXPECT_EQ(without[kAboveStep], slope[kAboveStep]);
+    EXPECT_TRUE(std::isnan(without[kAboveRise]));
+    EXPECT_TRUE(std::isnan(without[kLineSlope]));
+    grid_.kind.assign(grid_.kind.size(), CellKind::kEmpty);
+    EXPECT_TRUE(std::isnan(at(27, 12)[kAboveStep]));
+    EXPECT_TRUE(std::isnan(at(27, 12)[kLineMisfit]));
 }
 
 TEST_F(StixelFeaturesTest, WithoutARightPictureOrAGroundThatIsNotKnown) {

@@ -154,20 +154,32 @@ TEST_F(StixelSupportTest, WhatSomethingNearerHidesFromTheRightEye) {
     EXPECT_EQ(features(5, 8)[kHidden], 0);
 }
 
-TEST_F(StixelSupportTest, AnEdgeIsWiderThanTwoColumns) {
+TEST_F(StixelSupportTest, EdgesAreJudgedLikeTheRest) {
     for (int column = 5; column < 7; ++column) add(column, 15).edge = true;
     EXPECT_TRUE(keptColumns().empty());
     add(7, 15).edge = true;
     EXPECT_EQ(keptColumns().size(), 3u);
-    for (StixelCandidate& one : candidates_) one.stixel.confidence = 0.5f;
-    EXPECT_TRUE(keptColumns().empty());
+    candidates_.back().features[kEvidence] = 1;  // two sure ones stand beside it alone
+    EXPECT_EQ(keptColumns(), std::vector<int>{7});
 }
 
-TEST_F(StixelSupportTest, WhatIsTooNearNeedsNoPictures) {
-    add(5, 64).stixel.too_near = true;
+TEST_F(StixelSupportTest, WhatIsTooNearNeedsSizeAndNoPictures) {
+    const auto addTooNear = [&](int column) -> StixelCandidate& {
+        StixelCandidate& one = add(column, 64);
+        one.stixel.too_near = true;
+        one.evidence = 90;
+        return one;
+    };
+    addTooNear(5).evidence = 400;
     EXPECT_TRUE(keptColumns().empty());
-    add(6, 64).stixel.too_near = true;
+    candidates_.clear();
+    addTooNear(5);
+    addTooNear(6);
     EXPECT_EQ(keptColumns().size(), 2u);
+    candidates_.back().evidence = 40;
+    EXPECT_TRUE(keptColumns().empty());
+    add(7, 64).evidence = 400;  // what was measured says nothing about the others
+    for (const StixelCandidate& one : judged()) EXPECT_FALSE(one.kept && one.stixel.too_near);
 }
 
 TEST_F(StixelSupportTest, WhatIsNotWantedChangesNothingAboutTheOthers) {

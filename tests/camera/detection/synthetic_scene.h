@@ -11,13 +11,13 @@
 
 namespace kova::test {
 
-/// Disparity maps with exact geometry, seen by a camera over a plane. Shapes are given in the
-/// ground's frame [mm]: lateral to the right, up, ahead.
+/// Disparity maps with exact geometry and the pictures of both eyes, seen by a camera over a plane.
+/// Shapes are given in the ground's frame [mm]: lateral to the right, up, ahead.
 class SyntheticScene {
 public:
     camera::RectifiedGeometry geometry;
     camera::DisparityMap map;
-    camera::Image<std::uint8_t> left;
+    camera::Image<std::uint8_t> left, right;
 
     explicit SyntheticScene(int width = 640, int height = 400, double height_mm = 600,
                             double pitch_deg = 8, double roll_deg = 0) {
@@ -135,11 +135,13 @@ public:
                 }
             }
         }
+        paintRight();
     }
 
     camera::DetectionInput input(std::int64_t t_ns = 0) const {
         camera::DetectionInput in;
         in.left = left.view();
+        in.right = right.view();
         in.map = &map;
         in.geometry = geometry;
         in.t_ns = t_ns;
@@ -175,6 +177,32 @@ public:
     }
 
 private:
+    /// What the right eye sees of the texture; where it sees what the left one does not, other
+    /// texture.
+    void paintRight() {
+        const int width = geometry.width;
+        right.resize(width, geometry.height);
+        std::vector<double> nearest(static_cast<std::size_t>(width));
+        for (int y = 0; y < geometry.height; ++y) {
+            for (int x = 0; x < width; ++x) right.at(x, y) = left.at(width - 1 - x, y);
+            std::fill(nearest.begin(), nearest.end(), -1.0);
+            for (int x = 0; x + 1 < width; ++x) {
+                const double d0 = disparityAt(x, y), d1 = disparityAt(x + 1, y);
+                if (std::fabs(d0 - d1) > 0.9)
+                    continue;  // two surfaces
+                const double from = x - d0, to = x + 1 - d1;
+                for (int at = std::max(0, static_cast<int>(std::ceil(from))); at <= to; ++at) {
+                    if (d0 <= nearest[at])
+                        continue;
+                    nearest[at] = d0;
+                    const double part = (at - from) / (to - from);
+                    right.at(at, y) = static_cast<std::uint8_t>(
+                        std::lround((1 - part) * left.at(x, y) + part * left.at(x + 1, y)));
+                }
+            }
+        }
+    }
+
     using Vector = std::array<double, 3>;
     static double dot(const Vector& p, const Vector& q) {
         return p[0] * q[0] + p[1] * q[1] + p[2] * q[2];
