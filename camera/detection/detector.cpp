@@ -18,7 +18,9 @@ namespace kova::camera {
 namespace {
 
 constexpr int kReferenceWidth = 1280;
-constexpr int kHdWidth = 1000;  // from here on a bin has 4 rows
+/// Below that ramps far away are seen in too few rows for cells of eight.
+constexpr int kHdWidth = 1000;
+constexpr int kCellRows = 4, kHalfSizeCellRows = 8;
 constexpr int kDarkMedian = 12;
 constexpr int kSaturatedValue = 252;
 constexpr float kSaturatedPart = 0.2f;
@@ -99,6 +101,7 @@ const char* stageName(DetectionStage stage) {
 struct Detector::Impl {
     ComparedPictures pictures;
     CellGrid grid;
+    CellGrid finer_grid;  ///< for ramps, where the other is too coarse
     GravityFilter gravity;
     GroundTracker ground;
     StixelSearch search;
@@ -108,6 +111,7 @@ struct Detector::Impl {
     DetectionTimes times{};
     int width = 0, height = 0, column_px = 0;
     float max_disparity = 0;
+    bool half_size = false, has_finer = false;
 
     void fit(const DetectionInput& input, const DetectionSettings& settings) {
         const RectifiedGeometry& geometry = input.geometry;
@@ -116,7 +120,7 @@ struct Detector::Impl {
             128);
         const float end = static_cast<float>(input.max_disparity + geometry.disparityOffset());
         if (width == geometry.width && height == geometry.height && column_px == columns_px &&
-            max_disparity == end)
+            max_disparity == end && half_size == input.half_size)
             return;
         if (width != geometry.width || height != geometry.height)
             reset();
@@ -124,8 +128,12 @@ struct Detector::Impl {
         height = geometry.height;
         column_px = columns_px;
         max_disparity = end;
+        half_size = input.half_size;
         pictures.resize(width, height);
-        grid.resize(width, height, column_px, input.half_size ? 8 : 4);
+        grid.resize(width, height, column_px, input.half_size ? kHalfSizeCellRows : kCellRows);
+        has_finer = input.half_size && width < kHdWidth;
+        if (has_finer)
+            finer_grid.resize(width, height, column_px, kCellRows);
         search.resize(grid, end);
     }
 
@@ -190,9 +198,12 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
     frame.health = judgePicture(input.left, my.grid);
     frame.health.dropped_frames = input.dropped_frames;
     clock.done(kCells);
-    frame.ground = my.ground.update(my.grid, input.geometry, gravity, input.t_ns,
-                                    static_cast<float>(settings.obstacles.ground_min_support) / 100,
-                                    settings.temporal);
+    if (my.has_finer)
+        my.finer_grid.reduce(input.left, my.pictures, *input.map, input.geometry.disparityOffset(),
+                             context.stixels.crop_top, context.stixels.crop_bottom);
+    frame.ground = my.ground.update(
+        my.grid, my.has_finer ? my.finer_grid : my.grid, input.geometry, gravity, input.t_ns,
+        static_cast<float>(settings.obstacles.ground_min_support) / 100, settings.temporal);
     clock.done(kGroundFit);
     my.search.run(my.grid,
                   frame.ground.state == GroundState::kLost ? nullptr : &frame.ground.model);

@@ -326,30 +326,34 @@ void GroundFitter::judge(const CellGrid& grid, float min_support, GroundFit& fit
                 fit.spread <= kMaxSpread;
 }
 
-GroundFit GroundFitter::fitCells(const CellGrid& grid, const RectifiedGeometry& geometry,
-                                 const GroundPrior& prior, float min_support) {
+GroundFit GroundFitter::fitCells(const CellGrid& grid, const CellGrid& finer,
+                                 const RectifiedGeometry& geometry, const GroundPrior& prior,
+                                 float min_support) {
     GroundFit result;
     if (!search(geometry, prior, result.model))
         return result;
     refine(grid, geometry, prior, result.model);
     if (!plausible(result.model, prior))
         return result;
-    fitGroundProfile(grid, geometry, prior.has_track ? &prior.track : nullptr, cells_,
-                     result.model);
+    fitGroundProfile(finer, geometry, prior.has_track ? &prior.track : nullptr,
+                     &finer == &grid ? cells_ : finer_cells_, result.model);
     judge(grid, min_support, result);
     return result;
 }
 
-GroundFit GroundFitter::fit(const CellGrid& grid, const RectifiedGeometry& geometry,
-                            const GroundPrior& prior, float min_support) {
+GroundFit GroundFitter::fit(const CellGrid& grid, const CellGrid& finer,
+                            const RectifiedGeometry& geometry, const GroundPrior& prior,
+                            float min_support) {
     cells_.collect(grid);
+    if (&finer != &grid)
+        finer_cells_.collect(finer);
     chooseScored(grid);
-    GroundFit result = fitCells(grid, geometry, prior, min_support);
+    GroundFit result = fitCells(grid, finer, geometry, prior, min_support);
     if (!result.found && prior.has_track) {
         // The track may be what is wrong.
         GroundPrior alone = prior;
         alone.has_track = false;
-        result = fitCells(grid, geometry, alone, min_support);
+        result = fitCells(grid, finer, geometry, alone, min_support);
     }
     return result;
 }

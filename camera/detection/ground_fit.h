@@ -41,8 +41,9 @@ struct GroundFit {
 class GroundFitter {
 public:
     /// @param min_support  inliers / (inliers + clearly below) that a plane needs, 0..1
-    GroundFit fit(const CellGrid& grid, const RectifiedGeometry& geometry, const GroundPrior& prior,
-                  float min_support);
+    /// @param finer  the same with lower cells, or the same: ramps far away have few rows
+    GroundFit fit(const CellGrid& grid, const CellGrid& finer, const RectifiedGeometry& geometry,
+                  const GroundPrior& prior, float min_support);
 
 private:
     /// Planes are scored on a part of the cells; a list per measure, whole groups.
@@ -61,8 +62,9 @@ private:
         float inliers = 0, below = 0, near_weight = 0, near_squares = 0;
         int cells = 0, top = 0, bottom = 0;
     };
-    GroundFit fitCells(const CellGrid& grid, const RectifiedGeometry& geometry,
-                       const GroundPrior& prior, float min_support);
+    GroundFit fitCells(const CellGrid& grid, const CellGrid& finer,
+                       const RectifiedGeometry& geometry, const GroundPrior& prior,
+                       float min_support);
     void chooseScored(const CellGrid& grid);
     float score(const GroundModel& model, std::size_t begin, std::size_t end) const;
     void draw(const RectifiedGeometry& geometry, const GroundPrior& prior);
@@ -72,7 +74,7 @@ private:
     void judgeColumn(const GroundModel& model, int column, Evidence& evidence) const;
     void judge(const CellGrid& grid, float min_support, GroundFit& fit);
 
-    GroundCells cells_;
+    GroundCells cells_, finer_cells_;
     Scored scored_;
     std::vector<Trial> trials_;
     std::vector<Evidence> evidence_;  ///< of each column

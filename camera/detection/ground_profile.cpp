@@ -25,6 +25,11 @@ constexpr float kLastKnot = 0.7f;   // [px]
 constexpr float kMinGain = 0.25f;   // over the flat plane, 1 being the votes of kBinsPerShare bins
 constexpr float kFewestCells = 30;  // eight bins with fewer count less
 
+// Where something upright, seen over so many rows, meets the ground, so many below it are rounded.
+constexpr int kUprightPx = 24, kCornerPx = 16;
+constexpr float kUpright = 0.3f;     // of the ground's growth of the disparity, at most
+constexpr float kOverGround = 0.5f;  // [px]
+
 constexpr int kFirstKnee = 6, kLastKnee = 32;  // bins
 /// Slopes that are tried, up and down [rad].
 constexpr float kLeastSlope = 0.035f, kSlopeStep = 0.0175f;
@@ -74,8 +79,31 @@ struct Votes {
     }
 };
 
+/// A matcher rounds the corner between something upright and the ground before it, which then looks
+/// like the foot of a ramp that rises. Follows a column downwards.
+class Corners {
+public:
+    explicit Corners(int bin_px) : need_(kUprightPx / bin_px), reach_(kCornerPx / bin_px) {}
+
+    /// The next measured cell.
+    void pass(bool upright) {
+        if (upright) {
+            run_ = std::min(run_ + 1, 4 * need_);
+            return;
+        }
+        if (run_ >= need_)
+            left_ = reach_;
+        run_ = std::max(0, run_ - 2);  // a few cells of a wall are measured otherwise
+    }
+    /// To the next bin. @return whether this one lies in a corner
+    bool step() { return left_ > 0 && left_-- > 0; }
+
+private:
+    int need_, reach_, run_ = 0, left_ = 0;
+};
+
 /// Calls body(s, d, gradient, weight) for the measured cells of a column below the horizon, from
-/// the far ones on.
+/// the far ones on, without those in corners that seem to rise.
 template <typename Body>
 void forEachCell(const GroundCells& cells, const GroundModel& model, int column, const Body& body) {
     const int reach = cells.gradientReach();
@@ -85,8 +113,16 @@ void forEachCell(const GroundCells& cells, const GroundModel& model, int column,
     const float* d = cells.disparity(column);
     const float* gradient = cells.gradient(column);
     const float* weight = cells.weight(column);
-    for (int bin = cells.firstBin(column, model, kFarthest); bin < cells.bins(); ++bin) {
+    Corners corners(cells.binPx());
+    const int begin = cells.firstBin(column, model, kFarthest);
+    for (int bin = 0; bin < cells.bins(); ++bin) {
         const float s = above + b * v[bin];
+        if (weight[bin] > 0)
+            corners.pass(std::fabs(gradient[bin]) < kUpright * b && d[bin] > kFarthest &&
+                         d[bin] > s + kOverGround);
+        const bool rounded = corners.step() && d[bin] > s;
+        if (bin < begin || rounded)
+            continue;
         if ((weight[bin] > 0) & (weight[bin - reach] > 0) & (weight[bin + reach] > 0) &
             (s >= kFarthest))
             body(s, d[bin], gradient[bin], weight[bin]);

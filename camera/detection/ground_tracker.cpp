@@ -27,7 +27,8 @@ void GroundTracker::reset() {
     tracked_ = false;
 }
 
-GroundEstimate GroundTracker::update(const CellGrid& grid, const RectifiedGeometry& geometry,
+GroundEstimate GroundTracker::update(const CellGrid& grid, const CellGrid& finer,
+                                     const RectifiedGeometry& geometry,
                                      const GravityFilter* gravity, std::int64_t t_ns,
                                      float min_support, bool temporal) {
     if (!temporal || (tracked_ && (t_ns < seen_ns_ || t_ns - seen_ns_ > kGroundHoldNs)))
@@ -43,7 +44,7 @@ GroundEstimate GroundTracker::update(const CellGrid& grid, const RectifiedGeomet
         prior.has_track = true;
         prior.track = last_;
     }
-    const GroundFit fit = fitter_.fit(grid, geometry, prior, min_support);
+    const GroundFit fit = fitter_.fit(grid, finer, geometry, prior, min_support);
 
     GroundEstimate estimate;
     if (fit.found) {

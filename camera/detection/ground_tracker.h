@@ -16,9 +16,10 @@ public:
 
     /// @param gravity   null: the inertial unit is not used
     /// @param temporal  false: this frame stands alone
-    GroundEstimate update(const CellGrid& grid, const RectifiedGeometry& geometry,
-                          const GravityFilter* gravity, std::int64_t t_ns, float min_support,
-                          bool temporal);
+    /// @param finer     see GroundFitter::fit()
+    GroundEstimate update(const CellGrid& grid, const CellGrid& finer,
+                          const RectifiedGeometry& geometry, const GravityFilter* gravity,
+                          std::int64_t t_ns, float min_support, bool temporal);
 
 private:
     GroundFitter fitter_;

@@ -255,6 +255,27 @@ TEST(Detector, SaturatedGroundIsUnsure) {
     EXPECT_EQ(frame.ground_map.at(300, 370), 255);
 }
 
+TEST(Detector, ChangingTheSizeThatIsMatchedLeavesNothingBehind) {
+    SyntheticScene scene;
+    scene.addGround();
+    scene.addWall(0, 400, 0, 300, 2500);
+    scene.finish();
+    DetectionSettings settings;
+    settings.temporal = false;
+    Detector both;
+    for (const bool half_size : {true, false}) {
+        DetectionInput input = scene.input();
+        input.half_size = half_size;
+        DetectionFrame frame, fresh;
+        both.detect(input, settings, frame);
+        Detector().detect(input, settings, fresh);
+        ASSERT_EQ(frame.stixels.size(), fresh.stixels.size()) << half_size;
+        for (std::size_t i = 0; i < fresh.stixels.size(); ++i)
+            EXPECT_EQ(frame.stixels[i].y_top, fresh.stixels[i].y_top) << half_size;
+        EXPECT_EQ(frame.ground.area, fresh.ground.area) << half_size;
+    }
+}
+
 TEST(Detector, LimitsLeaveOutWhatTheyName) {
     SyntheticScene scene;
     scene.addGround();

@@ -178,6 +178,47 @@ TEST(GroundTest, ClutterIsNoRamp) {
     EXPECT_TRUE(frame.ground.model.flat);
 }
 
+// A matcher that compares blocks rounds the corner before a wall, as if the floor rose there.
+TEST(GroundTest, TheRoundedFootOfAWallIsNoRamp) {
+    for (const double ahead_mm : {2400.0, 3000.0}) {
+        SyntheticScene scene(640, 400, 400);
+        scene.addGround();
+        scene.addWall(0, 40000, 0, 2500, ahead_mm);
+        scene.finish(1, 0.1);
+        constexpr int kReach = 16;
+        for (int x = 0; x < 640; ++x)
+            for (int y = kReach; y < 400 - kReach; ++y) {
+                double sum = 0;
+                for (int k = -kReach; k <= kReach; ++k) sum += scene.disparityAt(x, y + k);
+                scene.map.disparity.at(x, y) = static_cast<std::uint16_t>(
+                    std::lround(sum / (2 * kReach + 1) * camera::kDisparityScale));
+            }
+        DetectionFrame frame;
+        scene.detectAlone(frame);
+        ASSERT_EQ(frame.ground.state, GroundState::kFound);
+        EXPECT_TRUE(frame.ground.model.flat) << ahead_mm;
+    }
+}
+
+// A camera close to the floor sees a ramp in few rows; what is half the size has half of them.
+TEST(GroundTest, ARampInFewRowsIsFollowedAtHalfTheSize) {
+    SyntheticScene scene(640, 400, 400);
+    scene.addGround();
+    scene.addRamp(5500, 0.105, 0);
+    scene.finish(1, 0.2);
+    camera::DetectionInput input = scene.input();
+    input.half_size = true;
+    DetectionFrame frame;
+    camera::Detector().detect(input, {}, frame);
+    ASSERT_EQ(frame.ground.state, GroundState::kFound);
+    const camera::GroundModel& ground = frame.ground.model;
+    ASSERT_FALSE(ground.flat);
+    for (int v = 399; ground.planeAt(320, v) > 3; v -= 5)
+        EXPECT_NEAR(ground.groundOf(static_cast<float>(ground.planeAt(320, v))),
+                    scene.disparityAt(320, v), 0.3)
+            << v;
+}
+
 // What a matcher compares ends at the picture's lower edge, and what lies above is farther.
 TEST(GroundTest, TheLowerEdgeDoesNotTurnTheGround) {
     for (const bool half_size : {false, true}) {
