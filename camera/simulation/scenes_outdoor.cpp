@@ -100,7 +100,7 @@ void pavedSide(SceneBuilder& b, double side, double half, int stone, int slabs) 
 
 /// Rough grass that rises away from the road, with or without a kerb, and what stands on it.
 void lawnSide(SceneBuilder& b, double side, double half, int stone) {
-    const double width = b.random.uniform(5000, 12000), rise_deg = b.random.uniform(0, 6);
+    const double width = b.random.uniform(2800, 6000), rise_deg = b.random.uniform(0, 6);
     const bool kerb = b.random.chance(0.7);
     const double edge = kerb ? 110 : 0, near = half + (kerb ? 150 : 0);
     if (kerb)
@@ -112,31 +112,44 @@ void lawnSide(SceneBuilder& b, double side, double half, int stone) {
         b.ground_offset = edge + slope * away;
         return side * (near + away);
     };
+    if (b.random.chance(0.5)) {
+        const double bar = b.random.chance(0.5) ? 24 : 60;
+        const int fence = b.plain(35, 180, 5, 10);
+        for (double z = 1000; z < 30000; z += 4000)
+            if (b.random.chance(0.6))
+                b.railing(at(400), z, 4000, b.random.uniform(600, 1100), bar, fence, 90);
+    }
+    const int tall = b.foliage();
+    for (int i = 0; i < 90; ++i) {
+        const double x = at(b.random.uniform(100, width)), size = b.random.uniform(200, 700);
+        b.leaves(x, 20, 1500 + 26000 * std::pow(b.random.uniform(), 1.5), size,
+                 b.random.uniform(50, 150), size, tall, SurfaceLabel::kVerge);
+    }
     for (double z = b.random.uniform(2500, 6000); z < 40000; z += b.random.uniform(4000, 9000)) {
         const double kind = b.random.uniform(), away = b.random.uniform(500, 2000);
-        if (kind < 0.3)
+        if (kind < 0.35)
             b.tree(at(away), z, 3);
-        else if (kind < 0.45)
+        else if (kind < 0.5)
             b.tree(at(away), z);
         else if (kind < 0.7)
             b.post(at(away), z, b.random.uniform(80, 160), b.random.uniform(900, 4500));
-        const double inside = b.random.uniform(2500, width - 1000);
+        const double inside = b.random.uniform(1600, width - 900);
         const double second = b.random.uniform();
-        if (second < 0.3)
+        if (second < 0.5)
             b.bush(at(inside), z + 1600, b.random.uniform(400, 900), b.random.uniform(300, 1100));
-        else if (second < 0.45)
+        else if (second < 0.6)
             b.boxObject(at(inside), z + 1600, b.random.uniform(300, 700),
                         b.random.uniform(200, 900), 400, b.random.uniform(0, 90));
-        else if (second < 0.55)
+        else if (second < 0.7)
             b.person(at(inside), z + 1600, b.random.uniform(1100, 1900));
-        else if (second < 0.65)
+        else if (second < 0.9)
             b.tree(at(inside), z + 1600);
     }
-    if (b.random.chance(0.6))
-        frontGardens(b, at(width - 600), -1000, 40000);
+    for (const double away : {width - 600, 0.5 * width + 300})
+        frontGardens(b, at(away), -1000, 40000);
     at(width);
-    for (double z = -2000; z < 52000; z += 13000)
-        house(b, side, z + 5000, near + width, b.random.uniform(7000, 11000));
+    for (double z = -2000; z < 52000; z += 11500)
+        house(b, side, z + 5000, near + width, b.random.uniform(8500, 11000));
     b.ground_offset = 0;
 }
 
@@ -148,7 +161,7 @@ void buildStreet(SceneBuilder& b) {
     bool paved[2];
     double half[2];
     for (const int k : {0, 1}) {
-        paved[k] = b.random.chance(0.5);
+        paved[k] = b.random.chance(0.7);
         const bool narrow = b.random.chance(0.3);
         half[k] = paved[k] ? b.random.uniform(kParking, 3400)
                   : narrow ? b.random.uniform(700, 1300)
