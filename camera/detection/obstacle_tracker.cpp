@@ -37,6 +37,22 @@ bool sameDistance(float p, float q) {
     return std::fabs(p - q) <= std::max(kJoinPx, kJoinPart * std::max(p, q));
 }
 
+/// A slit of one or two columns beside something is rather a hole in what was seen of it than a
+/// way: not known to be free.
+void closeGaps(std::vector<ColumnRange>& columns) {
+    constexpr std::size_t kSlit = 2;
+    const auto isTaken = [&](std::size_t i) {
+        return i < columns.size() && (columns[i].state == ColumnState::kOccupied ||
+                                      columns[i].state == ColumnState::kTooNear);
+    };
+    for (std::size_t begin = 0, end = 0; begin < columns.size(); begin = end + 1) {
+        for (end = begin; end < columns.size() && columns[end].state == ColumnState::kFree;) ++end;
+        if (end - begin > kSlit || (!isTaken(begin - 1) && !isTaken(end)))
+            continue;
+        for (std::size_t i = begin; i < end; ++i) columns[i].state = ColumnState::kUnknown;
+    }
+}
+
 }  // namespace
 
 void ObstacleTracker::reset() {
@@ -310,6 +326,7 @@ void ObstacleTracker::update(const RectifiedGeometry& geometry, const Rotation* 
     for (ColumnRange& column : frame.columns)
         if (column.stixel < 0)
             column.state = column.free_mm >= kFarMm ? ColumnState::kFree : ColumnState::kUnknown;
+    closeGaps(frame.columns);
 }
 
 }  // namespace kova::camera

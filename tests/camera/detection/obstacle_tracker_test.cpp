@@ -118,5 +118,20 @@ TEST_F(ObstacleTrackerTest, ATurnThatTheGyroscopeMeasuredIsTakenFromIt) {
     EXPECT_EQ(confirmed(&turn), 1);
 }
 
+TEST_F(ObstacleTrackerTest, ASlitBesideSomethingIsNotFree) {
+    begin();
+    for (ColumnRange& column : frame_.columns) column.free_mm = 8000;
+    for (const int column : {10, 13, 17, 18, 0, 127}) see(column, 20);
+    frame_.columns[30].free_mm = 0;
+    frame_.columns[32].free_mm = 0;
+    confirmed();
+    const auto isFree = [&](int column) {
+        return frame_.columns[column].state == ColumnState::kFree;
+    };
+    for (const int slit : {11, 12}) EXPECT_FALSE(isFree(slit)) << slit;
+    for (const int gap : {1, 14, 15, 16, 19, 126}) EXPECT_TRUE(isFree(gap)) << gap;
+    EXPECT_TRUE(isFree(31));  // between what was not seen, not beside a thing
+}
+
 }  // namespace
 }  // namespace kova::camera
