@@ -40,8 +40,9 @@ struct GroundFit {
 /// horizon, where much lies clearly below it, or where depths scatter about it without a peak.
 class GroundFitter {
 public:
+    /// @param finer  for the profile: the same picture in lower cells, since ramps far away have
+    ///               few rows; or `grid` itself
     /// @param min_support  inliers / (inliers + clearly below) that a plane needs, 0..1
-    /// @param finer  the same with lower cells, or the same: ramps far away have few rows
     GroundFit fit(const CellGrid& grid, const CellGrid& finer, const RectifiedGeometry& geometry,
                   const GroundPrior& prior, float min_support);
 

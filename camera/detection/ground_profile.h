@@ -10,7 +10,8 @@ namespace kova::camera {
 /// distance and offset from the plane; then the ramp is fitted as a second plane by reweighted
 /// least squares (Wedel et al., 2009, fit a spline likewise), so that it may be met at an angle. A
 /// ramp must be seen all along and explain clearly more than the plane does, and than a level
-/// surface behind a step, a pavement, does; else the plane stays flat.
+/// surface behind a step, a pavement, does; else the plane stays flat. What seems to rise in the
+/// corner before something upright, which a matcher rounds, has no vote.
 ///
 /// @param previous  ground of the frame before: a ramp that was there is believed sooner; null:
 /// none

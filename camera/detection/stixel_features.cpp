@@ -12,7 +12,7 @@ namespace {
 
 constexpr float kNoise = 2;  ///< about the variance of the difference of two pixels [grey levels^2]
 constexpr float kMinGroundDisparity = 0.3f;
-constexpr int kLookBins = 3;
+constexpr int kLookBins = 3;  ///< rows of cells above and below a stixel that are looked at
 
 float compressed(float x) {
     return std::copysign(std::log1p(std::fabs(x)), x);
