@@ -22,7 +22,7 @@ __attribute__((format(printf, 1, 2))) std::string line(const char* format, ...) 
 
 /// How an object's columns were seen, in parts of its columns.
 struct ColumnsSeen {
-    float confirmed = 0, unconfirmed = 0, elsewhere = 0;
+    float confirmed = 0, unconfirmed = 0, elsewhere = 0, free = 0;
 };
 
 ColumnsSeen columnsOf(const VisibleObject& object, const camera::DetectionFrame& frame) {
@@ -41,9 +41,15 @@ ColumnsSeen columnsOf(const VisibleObject& object, const camera::DetectionFrame&
         seen.confirmed += confirmed;
         seen.unconfirmed += !confirmed && unconfirmed;
         seen.elsewhere += !confirmed && !unconfirmed && elsewhere;
+        seen.free += std::any_of(frame.columns.begin(), frame.columns.end(),
+                                 [&](const camera::ColumnRange& range) {
+                                     return column.x >= range.x_begin && column.x < range.x_end &&
+                                            range.state == camera::ColumnState::kFree;
+                                 });
     }
     const auto count = static_cast<float>(std::max<std::size_t>(1, object.columns.size()));
-    return {seen.confirmed / count, seen.unconfirmed / count, seen.elsewhere / count};
+    return {seen.confirmed / count, seen.unconfirmed / count, seen.elsewhere / count,
+            seen.free / count};
 }
 
 /// How the ground was seen.
@@ -136,11 +142,11 @@ std::string explain(const std::string& where, const camera::DetectionFrame& fram
         text += line(
             "%s missed: object %d height %.0f mm at %.0f mm, C %.1f px, x %d..%d y %d..%d, depth "
             "%.2f right %.2f, called ground %.2f, columns confirmed %.2f unconfirmed %.2f other "
-            "distance %.2f, ground %s\n",
+            "distance %.2f free %.2f, ground %s\n",
             where.c_str(), object.object, object.height_mm, object.distance_mm, object.contrast_px,
             object.columns.front().x, object.columns.back().x + 1, y_top, y_bottom,
             measured / pixels, right / std::max(1.0f, measured), ground / pixels, seen.confirmed,
-            seen.unconfirmed, seen.elsewhere, findings.has_ground ? "yes" : "no");
+            seen.unconfirmed, seen.elsewhere, seen.free, findings.has_ground ? "yes" : "no");
     }
     for (const FoundColumn& wrong : falseColumns(findings, truth, max_disparity, frame.column_px)) {
         const auto s = std::find_if(

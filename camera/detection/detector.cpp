@@ -111,6 +111,7 @@ struct Detector::Impl {
     DetectionTimes times{};
     int width = 0, height = 0, column_px = 0;
     float max_disparity = 0;
+    double focal_px = 0;
     bool half_size = false, has_finer = false;
 
     void fit(const DetectionInput& input, const DetectionSettings& settings) {
@@ -120,7 +121,7 @@ struct Detector::Impl {
             128);
         const float end = static_cast<float>(input.max_disparity + geometry.disparityOffset());
         if (width == geometry.width && height == geometry.height && column_px == columns_px &&
-            max_disparity == end && half_size == input.half_size)
+            max_disparity == end && half_size == input.half_size && focal_px == geometry.fy)
             return;
         if (width != geometry.width || height != geometry.height)
             reset();
@@ -129,12 +130,13 @@ struct Detector::Impl {
         column_px = columns_px;
         max_disparity = end;
         half_size = input.half_size;
+        focal_px = geometry.fy;
         pictures.resize(width, height);
         grid.resize(width, height, column_px, input.half_size ? kHalfSizeCellRows : kCellRows);
         has_finer = input.half_size && width < kHdWidth;
         if (has_finer)
             finer_grid.resize(width, height, column_px, kCellRows);
-        search.resize(grid, end);
+        search.resize(grid, static_cast<float>(focal_px), end);
     }
 
     void reset() {

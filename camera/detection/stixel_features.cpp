@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
+#include <numeric>
 
 #include "camera/detection/photometric.h"
 
@@ -12,7 +14,11 @@ namespace {
 
 constexpr float kNoise = 2;  ///< about the variance of the difference of two pixels [grey levels^2]
 constexpr float kMinGroundDisparity = 0.3f;
+constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
 constexpr int kLookBins = 3;  ///< rows of cells above and below a stixel that are looked at
+constexpr int kMostSideRows = 12;
+constexpr int kSideColumns = 3;    ///< that are looked at on either side
+constexpr float kMinSideStep = 1;  ///< less beside a stixel is no other surface [px]
 
 float compressed(float x) {
     return std::copysign(std::log1p(std::fabs(x)), x);
@@ -22,11 +28,13 @@ int sixteenths(float d) {
     return static_cast<int>(std::lround(d * kDisparityScale));
 }
 
+/// Where there is more noise than usual the same must come of the same agreement.
+float logOf(const ComparedPictures& pictures, float variance) {
+    return std::log(variance / pictures.noise() + kNoise);
+}
+
 void comparePictures(const StixelContext& context, const Stixel& stixel, StixelFeatures& features) {
     const ComparedPictures& pictures = *context.pictures;
-    // Where there is more noise than usual the same must come of the same agreement.
-    const float noise = pictures.noise();
-    const auto worth = [&](float variance) { return variance / noise + kNoise; };
     const bool has_ground = context.ground->state != GroundState::kLost;
     const double u = context.grid->centreX(stixel.column);
     const GroundModel ground = context.ground->model.inColumn(u);
@@ -55,10 +63,11 @@ void comparePictures(const StixelContext& context, const Stixel& stixel, StixelF
     features[kGroundPart] = static_cast<float>(below_horizon) / static_cast<float>(count);
     if (as_is.pixels == 0)
         return;
-    features[kLogVariance] = std::log(worth(as_is.variance));
-    features[kLogResidual] = std::log(worth(as_is.residual));
+    features[kLogVariance] = logOf(pictures, as_is.variance);
+    features[kLogResidual] = logOf(pictures, as_is.residual);
     features[kCorrelation] = as_is.correlation;
-    features[kPeakLogRatio] = std::log(worth(as_is.elsewhere_residual) / worth(as_is.residual));
+    features[kPeakLogRatio] =
+        logOf(pictures, as_is.elsewhere_residual) - logOf(pictures, as_is.residual);
     PhotometricFit as_ground;
     photometricFit(pictures.left(), pictures.right(), stixel.x_begin, stixel.x_end, lying.data(),
                    below_horizon, false, as_ground);
@@ -66,7 +75,12 @@ void comparePictures(const StixelContext& context, const Stixel& stixel, StixelF
         return;
     features[kGroundCorrelation] = as_ground.correlation;
     features[kGroundLogRatio] =
-        std::log(worth(as_ground.residual) / worth(as_is.compared_residual));
+        logOf(pictures, as_ground.residual) - logOf(pictures, as_is.compared_residual);
+}
+
+float median(float* values, int count) {
+    std::nth_element(values, values + count / 2, values + count);
+    return values[count / 2];
 }
 
 /// Median disparity of the measured cells of a column and of those beside it; 0 without any.
@@ -77,10 +91,7 @@ float seenIn(const CellGrid& grid, int column, int begin, int end) {
         for (int bin = std::max(0, begin); bin < std::min(grid.bins(), end); ++bin)
             if (const std::size_t cell = grid.index(c, bin); grid.kind[cell] != CellKind::kEmpty)
                 seen[count++] = grid.disparity[cell];
-    if (count == 0)
-        return 0;
-    std::nth_element(seen.begin(), seen.begin() + count / 2, seen.begin() + count);
-    return seen[count / 2];
+    return count > 0 ? median(seen.data(), count) : 0.0f;
 }
 
 /// What stands on its own ends above and below; what is a piece of rising ground goes on there.
@@ -139,6 +150,86 @@ void lookAround(const StixelContext& context, const Stixel& stixel, StixelFeatur
         features[kLineSlope] = slope / static_cast<float>(ground.b);
 }
 
+/// What is seen on one side of a stixel; NaN is not known.
+struct Side {
+    float step = kUnknown, contrast = kUnknown, log_ratio = kUnknown;
+};
+
+float meanOf(const std::uint8_t* pixels, int begin, int end) {
+    return static_cast<float>(std::accumulate(pixels + begin, pixels + end, 0)) /
+           static_cast<float>(end - begin);
+}
+
+/// Median disparity of a row's measured cells in the columns on one side; 0 without any.
+float seenAside(const CellGrid& grid, int column, int aside, int y) {
+    std::array<float, kSideColumns> seen;
+    int count = 0;
+    const int bin = std::min(y / grid.binPx(), grid.bins() - 1);
+    for (int k = 1; k <= kSideColumns; ++k) {
+        const int c = column + k * aside;
+        if (c < 0 || c >= grid.columns())
+            break;
+        if (const std::size_t cell = grid.index(c, bin); grid.kind[cell] != CellKind::kEmpty)
+            seen[count++] = grid.disparity[cell];
+    }
+    return count > 0 ? median(seen.data(), count) : 0.0f;
+}
+
+/// @param aside  -1: on the left, 1: on the right
+/// @param own    kLogResidual of the stixel
+Side lookAside(const StixelContext& context, const Stixel& stixel, int aside, float own) {
+    const CellGrid& grid = *context.grid;
+    const ComparedPictures& pictures = *context.pictures;
+    const auto offset = static_cast<float>(context.geometry.disparityOffset());
+    const int next = stixel.column + aside;
+    Side side;
+    if (next < 0 || next >= grid.columns())
+        return side;
+    const int step = (stixel.y_bottom - stixel.y_top + kMostSideRows - 1) / kMostSideRows;
+    std::array<RowHypothesis, kMostSideRows> rows;
+    std::array<float, kMostSideRows> seen;
+    int looked = 0, count = 0;
+    float contrast = 0;
+    for (int y = stixel.y_top + step / 2; y < stixel.y_bottom; y += step) {
+        const std::uint8_t* pixels = pictures.left().row(y);
+        contrast += std::fabs(meanOf(pixels, stixel.x_begin, stixel.x_end) -
+                              meanOf(pixels, grid.columnBegin(next), grid.columnEnd(next)));
+        ++looked;
+        if (const float d = seenAside(grid, stixel.column, aside, y); d > 0) {
+            seen[count] = d;
+            rows[count++] = {y, sixteenths(d - offset), true};
+        }
+    }
+    side.contrast = std::log1p(contrast / static_cast<float>(std::max(1, looked)) /
+                               std::sqrt(pictures.noise()));
+    if (count == 0)
+        return side;
+    side.step = stixel.disparity - median(seen.data(), count);
+    if (std::isnan(own) || std::fabs(side.step) < kMinSideStep)
+        return side;
+    PhotometricFit fit;
+    photometricFit(pictures.left(), pictures.right(), stixel.x_begin, stixel.x_end, rows.data(),
+                   count, false, fit);
+    if (fit.pixels > 0)
+        side.log_ratio = logOf(pictures, fit.residual) - own;
+    return side;
+}
+
+/// A matcher carries a thing's disparity on beyond its border: there the picture's step lies on the
+/// thing's side, and the pixels fit what is behind it better.
+void lookAside(const StixelContext& context, const Stixel& stixel, StixelFeatures& features) {
+    Side behind = lookAside(context, stixel, -1, features[kLogResidual]);
+    Side beside = lookAside(context, stixel, 1, features[kLogResidual]);
+    if (std::isnan(behind.step) || beside.step > behind.step)
+        std::swap(behind, beside);
+    features[kBehindStep] = behind.step;
+    features[kBehindContrast] = behind.contrast;
+    features[kBehindLogRatio] = behind.log_ratio;
+    features[kBesideStep] = beside.step;
+    features[kBesideContrast] = beside.contrast;
+    features[kBesideLogRatio] = beside.log_ratio;
+}
+
 }  // namespace
 
 StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& candidate) {
@@ -163,6 +254,7 @@ StixelFeatures featuresOf(const StixelContext& context, const StixelCandidate& c
     lookAround(context, stixel, features);
     if (context.pictures->right().data)
         comparePictures(context, stixel, features);
+    lookAside(context, stixel, features);
     return features;
 }
 

@@ -40,6 +40,13 @@ enum StixelFeature {
     kBelowRisePart,      ///< the same by its own height
     kLineSlope,          ///< of a line through the disparities around it, by that of the ground
     kLineMisfit,         ///< deviation of the disparities around it from that line [px]
+    // Of the two sides, the one is "behind" where what is seen a column or more aside is farther.
+    kBehindStep,      ///< its disparity less that of what is seen behind it [px]
+    kBehindContrast,  ///< ln(1 + step of the grey levels to the next column there, by noise)
+    kBehindLogRatio,  ///< ln of the residuals' ratio with what is seen behind it to as it is
+    kBesideStep,      ///< the same three for the other side
+    kBesideContrast,
+    kBesideLogRatio,
     kOwnFeatures,
 
     // Of those beside it, by the probabilities that they have by themselves. A group are candidates

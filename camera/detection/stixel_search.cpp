@@ -30,7 +30,11 @@ constexpr float kSmallStep = 2.0f;           // between neighbouring raised surf
 constexpr float kObjectSigma = 0.6f;
 constexpr float kGroundSigma = 0.5f;
 // Costs are negative logarithms of probabilities [nat].
+/// A border between two cells at kBorderFocal. Borders come by the angle: in pictures of half the
+/// size a cell sees twice as much, and twice as many.
 constexpr float kNewSegment = 3.0f;
+constexpr float kBorderFocal = 760;  ///< [px]
+constexpr float kLeastNewSegment = 1.0f;
 constexpr float kSlant = 1.5f;        // the next level farther, within one object
 constexpr float kNearerAbove = 2.3f;  // ordering: 0.1
 constexpr float kFloating = 2.5f;     // gravity: 0.08
@@ -189,6 +193,7 @@ struct StixelSearch::Scratch {
     std::vector<Row> rows = std::vector<Row>(kMaxBins);
     std::array<std::uint8_t, kMaxBins> path;
     int groups = 0;
+    float new_segment = kNewSegment;
 
     float groundCost(int t) const;
     float raisedCost(int t, int j) const;
@@ -237,14 +242,14 @@ void StixelSearch::Scratch::enterObjects(int t, StixelStep& step) const {
     for (int g = groups - 1; g > below.best_group; --g) {
         nearer = std::min(nearer, below.group_min[g]);
         step.jump[g] =
-            std::min(nearer + kNewSegment, below.best_object + kNewSegment + kNearerAbove);
+            std::min(nearer + new_segment, below.best_object + new_segment + kNearerAbove);
     }
-    for (int g = 0; g <= below.best_group; ++g) step.jump[g] = below.best_object + kNewSegment;
-    step.other = below.sky < kNever ? below.sky + kNewSegment + kObjectAboveSky : kNever;
+    for (int g = 0; g <= below.best_group; ++g) step.jump[g] = below.best_object + new_segment;
+    step.other = below.sky < kNever ? below.sky + new_segment + kObjectAboveSky : kNever;
     step.from_ground =
-        footCosts(below.ground < kNever ? below.ground + kNewSegment : kNever, column.ground[t]);
+        footCosts(below.ground < kNever ? below.ground + new_segment : kNever, column.ground[t]);
     const int j = below.best_raised;
-    step.from_raised = footCosts(below.raised[j] < kNever ? below.raised[j] + kNewSegment : kNever,
+    step.from_raised = footCosts(below.raised[j] < kNever ? below.raised[j] + new_segment : kNever,
                                  column.ground[t] < 0 ? -1 : column.ground[t] * column.ratio[j]);
 }
 
@@ -256,10 +261,10 @@ void StixelSearch::Scratch::lyingSurfaces(int t) {
     const float best_object = below.best_object;
     const auto sum = [](float p, float q) { return std::min(kNever, p + q); };
 
-    row.ground = sum(std::min({below.ground, best_raised + kStep, below.to_ground + kNewSegment}),
+    row.ground = sum(std::min({below.ground, best_raised + kStep, below.to_ground + new_segment}),
                      groundCost(t));
-    row.sky = sum(std::min({below.sky, below.ground + kNewSegment, best_raised + kNewSegment,
-                            best_object + kNewSegment}),
+    row.sky = sum(std::min({below.sky, below.ground + new_segment, best_raised + new_segment,
+                            best_object + new_segment}),
                   skyCost(t));
     if (column.ground[t] < 0) {  // above the horizon nothing lies
         row.raised.fill(kNever);
@@ -267,7 +272,7 @@ void StixelSearch::Scratch::lyingSurfaces(int t) {
     }
     for (int j = 0; j < kRaised; ++j) {
         float value = std::min(
-            {below.raised[j], below.ground + kStep, best_object + kNewSegment + kRaisedAbove});
+            {below.raised[j], below.ground + kStep, best_object + new_segment + kRaisedAbove});
         if (j > 0)
             value = std::min(value, below.raised[j - 1] + kSmallStep);
         if (j + 1 < kRaised)
@@ -302,7 +307,7 @@ void StixelSearch::Scratch::forward(const float* level, bool has_ground) {
             enterObjects(t, step);
             below = cost.row(t - 1);
         } else {
-            std::fill_n(step.jump, kMaxLevelGroups, 0.5f * kNewSegment);
+            std::fill_n(step.jump, kMaxLevelGroups, 0.5f * new_segment);
         }
         Row& row = rows[t];
         row.to_ground = stixelStep(step, level, below, cost.row(t), row.group_min.data());
@@ -340,9 +345,9 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
     if (state == kFromGround) {
         value = below.ground;
         offer(below.raised[raised_at] + kStep, kFromRaised + raised_at);
-        if (below.to_ground + kNewSegment < value) {
+        if (below.to_ground + new_segment < value) {
             for (int k = 0; k < groups * kLevelGroup; ++k)
-                offer(costs[k] + kNewSegment +
+                offer(costs[k] + new_segment +
                           (level[k] < column.ground[t] - 1 ? kBelowGround : 0.0f),
                       k);
         }
@@ -350,9 +355,9 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
     }
     if (state == kFromSky) {
         value = below.sky;
-        offer(below.ground + kNewSegment, kFromGround);
-        offer(below.raised[raised_at] + kNewSegment, kFromRaised + raised_at);
-        if (below.best_object + kNewSegment < value)
+        offer(below.ground + new_segment, kFromGround);
+        offer(below.raised[raised_at] + new_segment, kFromRaised + raised_at);
+        if (below.best_object + new_segment < value)
             from = bestObjectAt(t - 1);
         return from;
     }
@@ -364,7 +369,7 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
         if (j + 1 < kRaised)
             offer(below.raised[j + 1] + kSmallStep, state + 1);
         offer(below.ground + kStep, kFromGround);
-        if (below.best_object + kNewSegment + kRaisedAbove < value)
+        if (below.best_object + new_segment + kRaisedAbove < value)
             from = bestObjectAt(t - 1);
         return from;
     }
@@ -384,8 +389,8 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
         value = kNever;
         for (int g = 0; g < groups; ++g) {
             const float extra = g < own_group ? kNearerAbove : 0.0f;
-            if (below.group_min[g] + kNewSegment + extra < value) {
-                value = below.group_min[g] + kNewSegment + extra;
+            if (below.group_min[g] + new_segment + extra < value) {
+                value = below.group_min[g] + new_segment + extra;
                 const float* group = costs + g * kLevelGroup;
                 from = static_cast<int>(std::min_element(group, group + kLevelGroup) - costs);
             }
@@ -397,7 +402,8 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
 StixelSearch::StixelSearch() = default;
 StixelSearch::~StixelSearch() = default;
 
-void StixelSearch::resize(const CellGrid& grid, float max_disparity) {
+void StixelSearch::resize(const CellGrid& grid, float focal_px, float max_disparity) {
+    new_segment_ = std::max(kLeastNewSegment, kNewSegment - std::log(kBorderFocal / focal_px));
     levels_.clear();
     float d = 0.5f;
     while (levels_.size() < kMaxLevels &&
@@ -423,6 +429,7 @@ void StixelSearch::run(const CellGrid& grid, const GroundModel* ground) {
 
 void StixelSearch::runColumn(const CellGrid& grid, const GroundModel* ground, int column,
                              Scratch& scratch) {
+    scratch.new_segment = new_segment_;
     Column& in = scratch.column;
     in.bins = std::min(grid.bins(), kMaxBins);
 

@@ -49,8 +49,9 @@ public:
     StixelSearch(const StixelSearch&) = delete;
     StixelSearch& operator=(const StixelSearch&) = delete;
 
+    /// @param focal_px       of the picture, across its rows
     /// @param max_disparity  end of the search, as depth disparity [px]
-    void resize(const CellGrid& grid, float max_disparity);
+    void resize(const CellGrid& grid, float focal_px, float max_disparity);
 
     /// @param ground  null: there is none
     void run(const CellGrid& grid, const GroundModel* ground);
@@ -63,6 +64,7 @@ private:
     struct Scratch;
     void runColumn(const CellGrid& grid, const GroundModel* ground, int column, Scratch& scratch);
 
+    float new_segment_ = 0;      ///< cost of a border between two cells [nat]
     std::vector<float> levels_;  ///< object disparities, rising [px]; whole groups
     std::vector<std::vector<Segment>> segments_;
     ScratchPool<Scratch> scratch_;

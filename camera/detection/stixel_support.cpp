@@ -17,8 +17,8 @@ namespace {
 constexpr int kTooNearColumns = 2;
 constexpr float kTooNearEvidence = 150;  ///< [nat]
 
-/// From here on a candidate is kept: 80 %.
-constexpr float kMinOdds = 1.39f;
+/// From here on a candidate is kept: 87 %.
+constexpr float kMinOdds = 1.9f;
 
 // Columns beside a candidate that have a say.
 constexpr int kNearColumns = 3;

@@ -19,7 +19,7 @@ const std::vector<Entry>& entries() {
         {{"floor", "open floor of a hall, nothing near"}, buildFloor},
         {{"room", "cluttered room: tables, chairs, shelves, a person"}, buildRoom},
         {{"corridor", "narrow corridor with doors, boxes and a person"}, buildCorridor},
-        {{"street", "street with kerbs, parked cars, posts, trees, people"}, buildStreet},
+        {{"street", "street with kerbs, lawns, parked cars, posts, trees, people"}, buildStreet},
         {{"ramp_up", "flat floor, then a ramp of 6 degrees upwards"},
          [](SceneBuilder& b) { buildRamp(b, 6); }},
         {{"ramp_down", "flat floor, then a ramp of 6 degrees downwards"},

@@ -87,8 +87,8 @@ TEST_P(RealObjects, RoomIsSeenAsListed) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, RealObjects,
-                         testing::Values(Limits{camera::WorkMode::kFast, 95, 12, 100, 2, 84},
-                                         Limits{camera::WorkMode::kMedium, 94, 9, 100, 3, 84}),
+                         testing::Values(Limits{camera::WorkMode::kFast, 90, 13, 100, 2, 84},
+                                         Limits{camera::WorkMode::kMedium, 94, 9, 100, 3, 78}),
                          [](const auto& info) {
                              return info.param.mode == camera::WorkMode::kFast ? "fast" : "medium";
                          });

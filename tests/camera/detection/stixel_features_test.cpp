@@ -66,14 +66,14 @@ protected:
         return model.groundOf(static_cast<float>(model.planeAt(u, y)));
     }
 
-    StixelFeatures at(int column, float disparity) const {
+    StixelFeatures at(int column, float disparity, int y_top = 25, int y_bottom = 65) const {
         StixelCandidate one;
         Stixel& s = one.stixel;
         s.column = column;
         s.x_begin = column * kColumnPx;
         s.x_end = s.x_begin + kColumnPx;
-        s.y_top = 25;
-        s.y_bottom = 65;
+        s.y_top = y_top;
+        s.y_bottom = y_bottom;
         s.high_mm = 200;
         s.disparity = disparity;
         return featuresOf(context_, one);
@@ -147,6 +147,52 @@ TEST_F(StixelFeaturesTest, WhatIsSeenAboveAndBelow) {
     grid_.kind.assign(grid_.kind.size(), CellKind::kEmpty);
     EXPECT_TRUE(std::isnan(at(27, 12)[kAboveStep]));
     EXPECT_TRUE(std::isnan(at(27, 12)[kLineMisfit]));
+}
+
+// Next to the thing of the columns 25 to 29 its disparity is carried on, and the picture tells.
+TEST_F(StixelFeaturesTest, WhatIsSeenOnEitherSide) {
+    for (int column = 0; column < grid_.columns(); ++column)
+        for (int bin = 0; bin < grid_.bins(); ++bin) {
+            const std::size_t cell = grid_.index(column, bin);
+            grid_.kind[cell] = CellKind::kMeasured;
+            grid_.disparity[cell] = static_cast<float>(
+                truth(column * kColumnPx, static_cast<int>(std::lround(grid_.centreY(bin)))));
+        }
+    // Where the ground behind is farther than the thing.
+    const auto high = [&](int column, float disparity) { return at(column, disparity, 4, 32); };
+    const StixelFeatures right_end = high(29, 12), left_end = high(25, 12), beyond = high(30, 12);
+    for (const StixelFeatures& thing : {right_end, left_end}) {
+        EXPECT_NEAR(thing[kBesideStep], 0, 1e-3f);
+        EXPECT_TRUE(std::isnan(thing[kBesideLogRatio]));
+        EXPECT_GT(thing[kBehindStep], 1);
+        EXPECT_GT(thing[kBehindLogRatio], 0.5f);
+    }
+    EXPECT_NEAR(beyond[kBesideStep], 0, 1e-3f);
+    EXPECT_GT(beyond[kBehindStep], 1);
+    EXPECT_LT(beyond[kBehindLogRatio], -0.5f);
+
+    // In the middle of the thing both sides show the thing.
+    EXPECT_TRUE(std::isnan(high(27, 12)[kBehindLogRatio]));
+    // What lies deeper than both sides is the thing on neither.
+    EXPECT_NEAR(high(27, 10)[kBesideStep], -2, 1e-3f);
+    // Rows without depth have no say, and a side without any is not the one behind.
+    for (int column = 30; column < 33; ++column)
+        for (int bin = 0; bin < grid_.bins(); ++bin)
+            grid_.kind[grid_.index(column, bin)] = CellKind::kEmpty;
+    EXPECT_NEAR(high(29, 12)[kBehindStep], 0, 1e-3f);
+    EXPECT_TRUE(std::isnan(high(29, 12)[kBesideStep]));
+
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x)
+            left_.at(x, y) = x / kColumnPx >= 25 && x / kColumnPx < 30 ? 150 : 50;
+    const StixelFeatures bright = high(25, 12), dark = high(24, 12);
+    EXPECT_NEAR(bright[kBehindContrast], std::log(101.0f), 1e-3f);
+    EXPECT_NEAR(bright[kBesideContrast], 0, 1e-3f);
+    EXPECT_NEAR(dark[kBehindContrast], 0, 1e-3f);
+    EXPECT_NEAR(dark[kBesideContrast], std::log(101.0f), 1e-3f);
+
+    // At the picture's border there is one side.
+    EXPECT_TRUE(std::isnan(high(0, 12)[kBesideContrast]));
 }
 
 TEST_F(StixelFeaturesTest, WithoutARightPictureOrAGroundThatIsNotKnown) {
