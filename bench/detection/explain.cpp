@@ -41,11 +41,10 @@ ColumnsSeen columnsOf(const VisibleObject& object, const camera::DetectionFrame&
         seen.confirmed += confirmed;
         seen.unconfirmed += !confirmed && unconfirmed;
         seen.elsewhere += !confirmed && !unconfirmed && elsewhere;
-        seen.free += std::any_of(frame.columns.begin(), frame.columns.end(),
-                                 [&](const camera::ColumnRange& range) {
-                                     return column.x >= range.x_begin && column.x < range.x_end &&
-                                            range.state == camera::ColumnState::kFree;
-                                 });
+        // The last column takes what is left of the width.
+        const auto at = static_cast<std::size_t>(column.x / frame.column_px);
+        seen.free += frame.columns[std::min(at, frame.columns.size() - 1)].state ==
+                     camera::ColumnState::kFree;
     }
     const auto count = static_cast<float>(std::max<std::size_t>(1, object.columns.size()));
     return {seen.confirmed / count, seen.unconfirmed / count, seen.elsewhere / count,

@@ -111,7 +111,6 @@ struct Detector::Impl {
     DetectionTimes times{};
     int width = 0, height = 0, column_px = 0;
     float max_disparity = 0;
-    double focal_px = 0;
     bool half_size = false, has_finer = false;
 
     void fit(const DetectionInput& input, const DetectionSettings& settings) {
@@ -121,7 +120,7 @@ struct Detector::Impl {
             128);
         const float end = static_cast<float>(input.max_disparity + geometry.disparityOffset());
         if (width == geometry.width && height == geometry.height && column_px == columns_px &&
-            max_disparity == end && half_size == input.half_size && focal_px == geometry.fy)
+            max_disparity == end && half_size == input.half_size)
             return;
         if (width != geometry.width || height != geometry.height)
             reset();
@@ -130,13 +129,12 @@ struct Detector::Impl {
         column_px = columns_px;
         max_disparity = end;
         half_size = input.half_size;
-        focal_px = geometry.fy;
         pictures.resize(width, height);
         grid.resize(width, height, column_px, input.half_size ? kHalfSizeCellRows : kCellRows);
         has_finer = input.half_size && width < kHdWidth;
         if (has_finer)
             finer_grid.resize(width, height, column_px, kCellRows);
-        search.resize(grid, static_cast<float>(focal_px), end);
+        search.resize(grid, end);
     }
 
     void reset() {
@@ -207,7 +205,7 @@ void Detector::detect(const DetectionInput& input, const DetectionSettings& sett
         my.grid, my.has_finer ? my.finer_grid : my.grid, input.geometry, gravity, input.t_ns,
         static_cast<float>(settings.obstacles.ground_min_support) / 100, settings.temporal);
     clock.done(kGroundFit);
-    my.search.run(my.grid,
+    my.search.run(my.grid, static_cast<float>(input.geometry.fy),
                   frame.ground.state == GroundState::kLost ? nullptr : &frame.ground.model);
     clock.done(kSearch);
     my.filter.run(context, my.search, frame);

@@ -200,8 +200,7 @@ Side lookAside(const StixelContext& context, const Stixel& stixel, int aside, fl
             rows[count++] = {y, sixteenths(d - offset), true};
         }
     }
-    side.contrast = std::log1p(contrast / static_cast<float>(std::max(1, looked)) /
-                               std::sqrt(pictures.noise()));
+    side.contrast = std::log1p(contrast / static_cast<float>(looked) / std::sqrt(pictures.noise()));
     if (count == 0)
         return side;
     side.step = stixel.disparity - median(seen.data(), count);

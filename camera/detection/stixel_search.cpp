@@ -402,8 +402,7 @@ int StixelSearch::Scratch::before(int t, int state, const float* level) const {
 StixelSearch::StixelSearch() = default;
 StixelSearch::~StixelSearch() = default;
 
-void StixelSearch::resize(const CellGrid& grid, float focal_px, float max_disparity) {
-    new_segment_ = std::max(kLeastNewSegment, kNewSegment - std::log(kBorderFocal / focal_px));
+void StixelSearch::resize(const CellGrid& grid, float max_disparity) {
     levels_.clear();
     float d = 0.5f;
     while (levels_.size() < kMaxLevels &&
@@ -415,7 +414,8 @@ void StixelSearch::resize(const CellGrid& grid, float focal_px, float max_dispar
     for (auto& list : segments_) list.reserve(64);
 }
 
-void StixelSearch::run(const CellGrid& grid, const GroundModel* ground) {
+void StixelSearch::run(const CellGrid& grid, float focal_px, const GroundModel* ground) {
+    new_segment_ = std::max(kLeastNewSegment, kNewSegment - std::log(kBorderFocal / focal_px));
     constexpr int kColumnsPerTask = 8;
     const int tasks = (grid.columns() + kColumnsPerTask - 1) / kColumnsPerTask;
     scratch_.reserve([](Scratch&) {});

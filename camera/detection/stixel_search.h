@@ -49,12 +49,12 @@ public:
     StixelSearch(const StixelSearch&) = delete;
     StixelSearch& operator=(const StixelSearch&) = delete;
 
-    /// @param focal_px       of the picture, across its rows
     /// @param max_disparity  end of the search, as depth disparity [px]
-    void resize(const CellGrid& grid, float focal_px, float max_disparity);
+    void resize(const CellGrid& grid, float max_disparity);
 
-    /// @param ground  null: there is none
-    void run(const CellGrid& grid, const GroundModel* ground);
+    /// @param focal_px  of the picture, across its rows
+    /// @param ground    null: there is none
+    void run(const CellGrid& grid, float focal_px, const GroundModel* ground);
 
     /// Segments of a column, from the bottom up; rows are those of the cells.
     const std::vector<Segment>& segments(int column) const { return segments_[column]; }

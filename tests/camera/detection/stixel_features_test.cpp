@@ -173,7 +173,7 @@ TEST_F(StixelFeaturesTest, WhatIsSeenOnEitherSide) {
 
     // In the middle of the thing both sides show the thing.
     EXPECT_TRUE(std::isnan(high(27, 12)[kBehindLogRatio]));
-    // What lies deeper than both sides is the thing on neither.
+    // Farther than what is seen on both sides.
     EXPECT_NEAR(high(27, 10)[kBesideStep], -2, 1e-3f);
     // Rows without depth have no say, and a side without any is not the one behind.
     for (int column = 30; column < 33; ++column)

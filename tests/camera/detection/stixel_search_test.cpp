@@ -24,8 +24,8 @@ protected:
             grid_.weight[cell] = weight;
             grid_.confidence[cell] = 0.9f;
         }
-        search_.resize(grid_, focal_px, 64);
-        search_.run(grid_, nullptr);
+        search_.resize(grid_, 64);
+        search_.run(grid_, focal_px, nullptr);
         return search_.segments(0);
     }
 
